@@ -1,0 +1,50 @@
+// The atomic reference counter of every shared object of the library.
+#ifndef ZO_KEL_OSDEP_ATOMICINT_H
+#define ZO_KEL_OSDEP_ATOMICINT_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "kel/export.h"
+
+namespace zo {
+namespace kel {
+namespace osdep {
+
+/// A signed 32-bit counter whose every operation is atomic. It uses processor atomics rather
+/// than a lock per counter: copying a value must not cost an allocation and a lock round trip.
+/// Counts change with acquire-release ordering, so the thread that sees a count reach 0 also sees
+/// every write made by the other owners before they released.
+class ZO_KEL_API AtomicInt {
+ public:
+  explicit AtomicInt(int initial = 0) noexcept : value_(initial) {}
+  AtomicInt(const AtomicInt&) = delete;
+  AtomicInt& operator=(const AtomicInt&) = delete;
+
+  /// Adds one and returns the new value.
+  std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_acq_rel) + 1; }
+  /// Subtracts one and returns the new value (an owner destroys its object when this returns 0).
+  std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  std::int32_t getCount() const noexcept { return value_.load(std::memory_order_acquire); }
+  void replace(std::int32_t value) noexcept { value_.store(value, std::memory_order_release); }
+  /// Stores desired when the value equals expected; returns the value found before, so the
+  /// exchange happened exactly when the result equals expected.
+  std::int32_t compareExchange(std::int32_t expected, std::int32_t desired) noexcept {
+    value_.compare_exchange_strong(expected, desired, std::memory_order_acq_rel);
+    return expected;
+  }
+
+  bool operator==(int v) const noexcept { return getCount() == v; }
+  bool operator!=(int v) const noexcept { return getCount() != v; }
+  bool operator>(int v) const noexcept { return getCount() > v; }
+  bool operator>=(int v) const noexcept { return getCount() >= v; }
+
+ private:
+  std::atomic<std::int32_t> value_;
+};
+
+}  // namespace osdep
+}  // namespace kel
+}  // namespace zo
+
+#endif  // ZO_KEL_OSDEP_ATOMICINT_H

@@ -1,0 +1,13 @@
+// zo_kel_basics: the one value type of the system and everything that moves and shows it.
+// Including this header gives every public declaration of the library.
+#ifndef ZO_KEL_BASICS_H
+#define ZO_KEL_BASICS_H
+
+#include "kel/DLLMalloc.h"
+#include "kel/exception.h"
+#include "kel/export.h"
+#include "kel/little_endian.h"
+#include "kel/osdep/AtomicInt.h"
+#include "kel/osdep/CriticalSection.h"
+
+#endif  // ZO_KEL_BASICS_H

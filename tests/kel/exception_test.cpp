@@ -1,0 +1,93 @@
+#include "kel/exception.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+namespace {
+
+using namespace zo::kel::exception;
+
+TEST(Exception, CodesAndMessagesOfEveryClass) {
+  struct Row {
+    const Exception& error;
+    std::int32_t code;
+    const char* text;
+  };
+  const Exception base("x", 1);
+  const BufferOverflow overflow("x", 1);
+  const DeserializationError deserialization("x", 1);
+  const UnableToConvert unable("x", 1);
+  const BoundExceeded2 bound("x", 1, "Resulting string too large");
+  const OutOfRange range("x", 1);
+  const OutOfRange2 range2("x", 1, "String offset out of range");
+  const SyntaxError syntax("x", 1);
+  const InvalidArgument argument("x", 1);
+  const NotFound missing("x", 1);
+  const InvalidSequence sequence("x", 1);
+  const InvalidLocale locale("x", 1);
+  const Row rows[] = {
+      {base, -1, "unspecified exception"},
+      {overflow, -1967362025, "Buffer overflowed"},
+      {deserialization, -1967362028, "Failed to deserialize"},
+      {unable, -1, "Unable to convert."},
+      {bound, -1967362041,
+       "A request was made that would exceed the bounds: Resulting string too large"},
+      {range, -1967362041, "Out of range"},
+      {range2, -1967362041, "Out of range: String offset out of range"},
+      {syntax, -1967362044, "SyntaxError"},
+      {argument, -1967362033, "Invalid argument(s)"},
+      {missing, -1967362038, "Not found"},
+      {sequence, -1967362000, "Invalid UTF8 encoding sequence"},
+      {locale, -1967362012, "Invalid locale"},
+  };
+  for (const Row& row : rows) {
+    // Through the base class, as a catching caller sees them.
+    EXPECT_EQ(row.code, row.error.getErrorCode()) << row.text;
+    EXPECT_STREQ(row.text, row.error.what());
+  }
+  EXPECT_EQ(static_cast<std::int32_t>(0x8ABC7007u), bound.getErrorCode());
+  EXPECT_EQ(bound.getErrorCode(), range.getErrorCode());
+}
+
+TEST(Exception, SyntaxErrorDetailIsPrefixed) {
+  EXPECT_STREQ("SyntaxError", SyntaxError("fd", 1, L"").what());
+  EXPECT_STREQ("SyntaxError", SyntaxError("fd", 1, "").what());
+  EXPECT_STREQ("SyntaxError: packet ends inside an array header",
+               SyntaxError("fd", 1, L"packet ends inside an array header").what());
+  EXPECT_STREQ("SyntaxError: bad length", SyntaxError("fd", 1, "bad length").what());
+}
+
+TEST(Exception, ClassTreeLetsCallersCatchByFamily) {
+  try {
+    throw OutOfRange2("StringBase", 7, "String offset out of range");
+  } catch (const OutOfRange& e) {
+    EXPECT_STREQ("Out of range: String offset out of range", e.what());
+  }
+  try {
+    throw BoundExceeded2("StringBase", 7, "d");
+  } catch (const BoundExceeded& e) {
+    EXPECT_EQ(-1967362041, e.getErrorCode());
+  }
+  try {
+    throw InvalidLocale("AnsiToWide", 3);
+  } catch (const std::exception& e) {
+    EXPECT_STREQ("Invalid locale", e.what());
+  }
+}
+
+TEST(Exception, RecordsPlaceAndSurvivesCopies) {
+  const int line = __LINE__ + 2;
+  try {
+    throw SyntaxError(ZO_KEL_HERE, L"detail");
+  } catch (const Exception& e) {
+    // The base name of this file: no folders, no extension.
+    EXPECT_STREQ("exception_test", e.getFile());
+    EXPECT_EQ(line, e.getLine());
+    const Exception& copy = SyntaxError(static_cast<const SyntaxError&>(e));
+    EXPECT_STREQ("SyntaxError: detail", copy.what());
+  }
+}
+
+}  // namespace
