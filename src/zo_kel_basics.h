@@ -3,6 +3,8 @@
 #ifndef ZO_KEL_BASICS_H
 #define ZO_KEL_BASICS_H
 
+#include "kel/AutoBuffer.h"
+#include "kel/BufferWrapper.h"
 #include "kel/DLLMalloc.h"
 #include "kel/exception.h"
 #include "kel/export.h"

@@ -54,17 +54,33 @@ inline std::string ToHex(const Bytes& b) { return ToHex(b.data(), b.size()); }
 
 /// Expects `statement` to throw exactly `type` (or a subclass), with the given getErrorCode()
 /// and what() text.
-#define EXPECT_KEL_THROW(statement, type, code, text)                                  \
-  do {                                                                                 \
-    bool zo_kel_caught = false;                                                        \
-    try {                                                                              \
-      statement;                                                                       \
-    } catch (const type& zo_kel_error) {                                               \
-      zo_kel_caught = true;                                                            \
-      EXPECT_EQ(static_cast<std::int32_t>(code), zo_kel_error.getErrorCode());         \
-      EXPECT_STREQ(text, zo_kel_error.what());                                         \
-    }                                                                                  \
-    EXPECT_TRUE(zo_kel_caught) << "expected " #type " from " #statement;               \
+#define EXPECT_KEL_THROW(statement, type, code, text)                          \
+  do {                                                                         \
+    bool zo_kel_caught = false;                                                \
+    try {                                                                      \
+      statement;                                                               \
+    } catch (const type& zo_kel_error) {                                       \
+      zo_kel_caught = true;                                                    \
+      EXPECT_EQ(static_cast<std::int32_t>(code), zo_kel_error.getErrorCode()); \
+      EXPECT_STREQ(text, zo_kel_error.what());                                 \
+    }                                                                          \
+    EXPECT_TRUE(zo_kel_caught) << "expected " #type " from " #statement;       \
+  } while (false)
+
+/// As EXPECT_KEL_THROW, and also the recorded place of the throw (getFile(), getLine()).
+#define EXPECT_KEL_THROW_AT(statement, type, code, text, file, line)           \
+  do {                                                                         \
+    bool zo_kel_caught = false;                                                \
+    try {                                                                      \
+      statement;                                                               \
+    } catch (const type& zo_kel_error) {                                       \
+      zo_kel_caught = true;                                                    \
+      EXPECT_EQ(static_cast<std::int32_t>(code), zo_kel_error.getErrorCode()); \
+      EXPECT_STREQ(text, zo_kel_error.what());                                 \
+      EXPECT_STREQ(file, zo_kel_error.getFile());                              \
+      EXPECT_EQ(line, zo_kel_error.getLine());                                 \
+    }                                                                          \
+    EXPECT_TRUE(zo_kel_caught) << "expected " #type " from " #statement;       \
   } while (false)
 
 #endif  // ZO_KEL_TESTS_KELTEST_H

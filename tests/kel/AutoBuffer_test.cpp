@@ -1,0 +1,526 @@
+#include "kel/AutoBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <new>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "kel/BufferWrapper.h"
+#include "kel/DLLMalloc.h"
+#include "kel/exception.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using zo::kel::AutoBuffer;
+using zo::kel::BufferWrapper;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::DeserializationError;
+using zo::kel::exception::InvalidArgument;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+AutoBuffer FromText(const std::string& text) {
+  return AutoBuffer(reinterpret_cast<const unsigned char*>(text.data()),
+                    static_cast<std::uint32_t>(text.size()));
+}
+
+std::string Text(const AutoBuffer& b) {
+  return b.Len() == 0 ? std::string()
+                      : std::string(reinterpret_cast<const char*>(b.Data()), b.Len());
+}
+
+// Allocation hook of these tests: records every request and refuses those of at least
+// g_refuseFrom bytes.
+unsigned long long g_refuseFrom = ~0ull;
+unsigned long long g_lastRequest = 0;
+int g_requests = 0;
+bool RecordingHook(unsigned long long bytes) {
+  g_lastRequest = bytes;
+  ++g_requests;
+  return bytes >= g_refuseFrom;
+}
+
+class RefuseFrom {
+ public:
+  explicit RefuseFrom(unsigned long long bytes) {
+    g_refuseFrom = bytes;
+    g_lastRequest = 0;
+    g_requests = 0;
+    previous_ = zo::kel::detail::SetAllocationHook(&RecordingHook);
+  }
+  ~RefuseFrom() {
+    zo::kel::detail::SetAllocationHook(previous_);
+    g_refuseFrom = ~0ull;
+  }
+
+ private:
+  zo::kel::detail::AllocationHook previous_;
+};
+
+TEST(AutoBuffer, ConstructionAndTheEmptyStates) {
+  AutoBuffer none;
+  EXPECT_EQ(nullptr, none.Data());
+  EXPECT_EQ(0u, none.Len());
+  EXPECT_EQ(0u, none.MemUsage());
+  none.Append("x", 0);  // nothing at all: still no body
+  none.Reserve(0);
+  none.UnAppend(3);
+  EXPECT_EQ(nullptr, none.Data());
+  EXPECT_EQ(0u, none.MemUsage());
+
+  AutoBuffer reserved(500);
+  EXPECT_EQ(0u, reserved.Len());
+  EXPECT_EQ(500u, reserved.MemUsage());
+  EXPECT_NE(nullptr, reserved.Data());
+  AutoBuffer zero(0u);
+  EXPECT_EQ(0u, zero.MemUsage());
+  EXPECT_EQ(nullptr, zero.Data());
+
+  const AutoBuffer copied = FromText("abc");
+  EXPECT_EQ("abc", Text(copied));
+  EXPECT_EQ(131u, copied.MemUsage());  // 3 + 128 headroom
+
+  const unsigned char raw[] = {1, 2, 0, 4};
+  const AutoBuffer fromView{BufferWrapper(raw, 4)};
+  EXPECT_EQ("01 02 00 04", ToHex(fromView.Data(), fromView.Len()));
+  EXPECT_NE(raw, fromView.Data());  // copied, not viewed
+  EXPECT_EQ(132u, fromView.MemUsage());
+}
+
+TEST(AutoBuffer, GrowthPolicyAddsTenPercentAndAtLeast128) {
+  // {bytes appended, capacity after}, one buffer throughout.
+  const std::pair<std::uint32_t, std::uint32_t> steps[] = {
+      {1, 129},      // 1 needed
+      {128, 129},    // 129 needed: fits exactly
+      {1, 258},      // 130 needed
+      {1149, 1407},  // 1279 needed, a tenth is 127: the minimum wins
+      {128, 1407},   // fits exactly
+      {1, 1548},     // 1408 needed: 140 of headroom
+  };
+  const std::vector<char> bytes(4000, 'z');
+  AutoBuffer b;
+  for (const auto& step : steps) {
+    b.Append(bytes.data(), step.first);
+    EXPECT_EQ(step.second, b.MemUsage()) << "after appending " << step.first;
+  }
+  EXPECT_EQ(std::string(1408, 'z'), Text(b));
+
+  AutoBuffer big;
+  big.Append(bytes.data(), 2000);
+  EXPECT_EQ(2200u, big.MemUsage());
+
+  // Reserve is exact and never shrinks.
+  AutoBuffer r = FromText("xy");
+  r.Reserve(300);
+  EXPECT_EQ(300u, r.MemUsage());
+  r.Reserve(100);
+  EXPECT_EQ(300u, r.MemUsage());
+  EXPECT_EQ("xy", Text(r));
+  // Skip grows to exactly what is needed and exposes the bytes as they are.
+  r.Skip(400);
+  EXPECT_EQ(402u, r.MemUsage());
+  EXPECT_EQ(402u, r.Len());
+  r.UnAppend(400);
+  EXPECT_EQ("xy", Text(r));
+  r.UnAppend(10);  // more than there is: empties, keeps the block
+  EXPECT_EQ(0u, r.Len());
+  EXPECT_EQ(402u, r.MemUsage());
+}
+
+TEST(AutoBuffer, HeadroomAboveTwoGibibytesIsTheMinimum) {
+  // The capacity asked for reaches the allocator; refusing it keeps the test small.
+  const unsigned char small[4] = {};
+  AutoBuffer b = FromText("a");
+  const unsigned char* const block = b.Data();
+  {
+    RefuseFrom hook(0x10000000);
+    EXPECT_THROW(b.Append(small, 0x7FFFFFFE), std::bad_alloc);  // 0x7FFFFFFF needed
+    EXPECT_EQ(2362232011ull, g_lastRequest);                    // + 214748364
+    EXPECT_THROW(b.Append(small, 0x7FFFFFFF), std::bad_alloc);  // 0x80000000 needed
+    EXPECT_EQ(0x80000080ull, g_lastRequest);  // the tenth is negative as a signed value
+    EXPECT_THROW(b.Modify(0x7FFFFFFF, small, 1), std::bad_alloc);
+    EXPECT_EQ(0x80000080ull, g_lastRequest);
+
+    // A length beyond 4 GiB - 5 is refused before anything is asked of the allocator.
+    g_requests = 0;
+    EXPECT_THROW(b.Append(small, 0xFFFFFFFBu), std::bad_alloc);
+    EXPECT_THROW(b.Skip(0xFFFFFFFFu), std::bad_alloc);
+    EXPECT_THROW(b.Modify(0xFFFFFFFFu, small, 1), std::bad_alloc);
+    EXPECT_EQ(0, g_requests);
+  }
+  EXPECT_EQ(block, b.Data());
+  EXPECT_EQ("a", Text(b));
+  EXPECT_EQ(129u, b.MemUsage());
+}
+
+TEST(AutoBuffer, CopiesShareUntilOneChanges) {
+  AutoBuffer a(500);
+  a.Append("0123456789", 10);
+  AutoBuffer b(a);
+  EXPECT_EQ(a.Data(), b.Data());
+
+  // Every mutation of a sharer copies first; the copy keeps the source's capacity.
+  struct Mutation {
+    void (*apply)(AutoBuffer&);
+    const char* expected;
+    std::uint32_t memUsage;
+  };
+  const Mutation mutations[] = {
+      {[](AutoBuffer& x) { x.Append("!", 1); }, "0123456789!", 500},
+      {[](AutoBuffer& x) { x.UnAppend(4); }, "012345", 500},
+      {[](AutoBuffer& x) { x.Modify(0, "AB", 2); }, "AB23456789", 500},
+      {[](AutoBuffer& x) { x.Reserve(600); }, "0123456789", 600},
+  };
+  for (const Mutation& m : mutations) {
+    AutoBuffer copy = a;
+    m.apply(copy);
+    EXPECT_NE(a.Data(), copy.Data());
+    EXPECT_EQ(m.expected, Text(copy));
+    EXPECT_EQ(m.memUsage, copy.MemUsage());
+  }
+  AutoBuffer skipped = a;
+  skipped.Skip(2);
+  EXPECT_EQ(0, std::memcmp(skipped.Data(), "0123456789", 10));
+  EXPECT_EQ(12u, skipped.Len());
+  b.Reserve(400);  // within the capacity: still shared
+  EXPECT_EQ(a.Data(), b.Data());
+  EXPECT_EQ("0123456789", Text(a));
+
+  // Erase detaches a shared buffer instead of copying it...
+  b.Erase();
+  EXPECT_EQ(nullptr, b.Data());
+  EXPECT_EQ(0u, b.MemUsage());
+  EXPECT_EQ("0123456789", Text(a));
+  // ...and keeps the block of a unique one.
+  const unsigned char* const block = a.Data();
+  a.Erase();
+  EXPECT_EQ(block, a.Data());
+  EXPECT_EQ(0u, a.Len());
+  EXPECT_EQ(500u, a.MemUsage());
+}
+
+TEST(AutoBuffer, AssignmentSharesReleasesAndMoves) {
+  AutoBuffer a = FromText("first");
+  AutoBuffer b = FromText("second");
+  const unsigned char* const first = a.Data();
+  b = a;
+  EXPECT_EQ(first, b.Data());
+  b = b;
+  a = b;  // already the same body
+  EXPECT_EQ(first, a.Data());
+  EXPECT_EQ("first", Text(b));
+
+  AutoBuffer moved(std::move(a));
+  EXPECT_EQ(first, moved.Data());
+  EXPECT_EQ(nullptr, a.Data());  // NOLINT: moved-from state is documented
+  AutoBuffer target = FromText("old");
+  target = std::move(moved);
+  EXPECT_EQ(first, target.Data());
+  EXPECT_EQ(0u, moved.Len());  // NOLINT
+
+  const unsigned char raw[] = {'v', 'w'};
+  target = BufferWrapper(raw, 2);
+  EXPECT_EQ("vw", Text(target));
+  EXPECT_EQ("first", Text(b));  // the body target shared before is intact
+
+  a.swap(target);
+  EXPECT_EQ("vw", Text(a));
+  EXPECT_EQ(0u, target.Len());
+}
+
+TEST(AutoBuffer, ModifyWritesWithoutChangingTheLength) {
+  AutoBuffer b = FromText("abcdef");
+  b.Modify(2, "XY", 2);
+  EXPECT_EQ("abXYef", Text(b));
+  // Past the length: the bytes go into reserved space, which Skip exposes.
+  b.Modify(8, "PQ", 2);
+  EXPECT_EQ(6u, b.Len());
+  EXPECT_EQ(134u, b.MemUsage());
+  b.Skip(4);
+  EXPECT_EQ(0, std::memcmp(b.Data() + 8, "PQ", 2));
+
+  // Beyond the capacity: grown by the append rule, the length and bytes kept.
+  AutoBuffer c = FromText("xyz");
+  c.Modify(300, "mn", 2);
+  EXPECT_EQ(430u, c.MemUsage());  // 302 + 128
+  EXPECT_EQ("xyz", Text(c));
+  c.Skip(299);
+  EXPECT_EQ(0, std::memcmp(c.Data() + 300, "mn", 2));
+
+  // The bytes may come from the buffer itself, even when the block moves.
+  AutoBuffer d = FromText("hello");
+  d.Modify(200, d.Data() + 1, 4);
+  d.Skip(199);
+  EXPECT_EQ(0, std::memcmp(d.Data() + 200, "ello", 4));
+  AutoBuffer e(3);
+  e.Append("abc", 3);
+  e.Append(e.Data(), 3);  // reallocates while reading its own bytes
+  e.Append(e.Data(), 6);
+  EXPECT_EQ("abcabcabcabc", Text(e));
+}
+
+TEST(AutoBuffer, OrderIsBytewiseWithShorterPrefixFirst) {
+  const AutoBuffer empty;
+  AutoBuffer emptyWithBody(10);
+  EXPECT_TRUE(empty == emptyWithBody);
+  EXPECT_FALSE(empty < emptyWithBody);
+  EXPECT_TRUE(FromText("ab") < FromText("abc"));
+  EXPECT_FALSE(FromText("abc") < FromText("ab"));
+  EXPECT_TRUE(FromText("abc") < FromText("b"));
+  EXPECT_TRUE(FromText("\x7f") < FromText("\x80"));  // bytes compare unsigned
+  EXPECT_TRUE(FromText("same") == FromText("same"));
+  EXPECT_FALSE(FromText("same") == FromText("sama"));
+}
+
+TEST(AutoBuffer, FlatRecordBytes) {
+  unsigned char out[16];
+  std::memset(out, 0xEE, sizeof out);
+  unsigned char* pos = out;
+  AutoBuffer().serialize(pos, out + sizeof out);
+  FromText("abc").serialize(pos, out + sizeof out);
+  EXPECT_EQ(11, pos - out);
+  EXPECT_EQ("00 00 00 00 03 00 00 00 61 62 63 EE", ToHex(out, 12));
+  EXPECT_EQ(7u, FromText("abc").serializationSize());
+
+  // Exactly enough room, then one byte too little: nothing written, cursor kept.
+  pos = out;
+  FromText("abcdefghijkl").serialize(pos, out + 16);
+  EXPECT_EQ(out + 16, pos);
+  std::memset(out, 0xEE, sizeof out);
+  pos = out + 1;
+  EXPECT_KEL_THROW_AT(FromText("abcdefghijkl").serialize(pos, out + 16), BufferOverflow,
+                      -1967362025, "Buffer overflowed", "AutoBuffer", 368);
+  EXPECT_EQ(out + 1, pos);
+  EXPECT_EQ("EE EE EE EE EE EE EE EE EE EE EE EE EE EE EE EE", ToHex(out, 16));
+}
+
+TEST(AutoBuffer, FlatRecordReadReplacesTheContents) {
+  const Bytes in = Hex("03 00 00 00 61 62 63  00 00 00 00  02 00 00 00 78");
+  const unsigned char* pos = in.data();
+  const unsigned char* const end = in.data() + in.size();
+
+  AutoBuffer b(500);
+  b.Append("previous", 8);
+  b.deserialize(pos, end);
+  EXPECT_EQ("abc", Text(b));
+  EXPECT_EQ(500u, b.MemUsage());  // a unique body keeps its room
+  EXPECT_EQ(in.data() + 7, pos);
+  b.deserialize(pos, end);
+  EXPECT_EQ(0u, b.Len());
+  EXPECT_EQ(in.data() + 11, pos);
+
+  // Length field larger than what follows: nothing changes, not even the cursor.
+  const AutoBuffer before = FromText("keep");
+  AutoBuffer c = FromText("keep");
+  const unsigned char* const block = c.Data();
+  for (const char* bad : {"02 00 00 00 78", "03 00 00", ""}) {
+    const Bytes image = Hex(bad);
+    const unsigned char* p = image.data();
+    EXPECT_KEL_THROW_AT(c.deserialize(p, image.data() + image.size()), DeserializationError,
+                        -1967362028, "Failed to deserialize", "AutoBuffer",
+                        image.size() < 4 ? 387 : 393);
+    EXPECT_EQ(image.data(), p);
+  }
+  pos = in.data() + 11;
+  EXPECT_THROW(c.deserialize(pos, end), DeserializationError);
+  EXPECT_EQ(in.data() + 11, pos);
+  EXPECT_EQ(block, c.Data());
+  EXPECT_TRUE(before == c);
+  EXPECT_EQ(132u, c.MemUsage());
+}
+
+TEST(AutoBuffer, FlatRecordReadCapacityAndSharing) {
+  Bytes record = Hex("C8 00 00 00");  // 200 bytes follow
+  record.resize(204, 0x5A);
+  const unsigned char* pos = record.data();
+  const unsigned char* const end = record.data() + record.size();
+
+  AutoBuffer small = FromText("xy");  // room 130: reserved to exactly 200
+  small.deserialize(pos, end);
+  EXPECT_EQ(200u, small.Len());
+  EXPECT_EQ(200u, small.MemUsage());
+
+  AutoBuffer sharedSmall = FromText("xy");
+  const AutoBuffer other = sharedSmall;
+  pos = record.data();
+  sharedSmall.deserialize(pos, end);
+  EXPECT_EQ(200u, sharedSmall.MemUsage());
+  EXPECT_EQ("xy", Text(other));
+
+  AutoBuffer sharedLarge(500);  // room enough but shared: a fresh body by the append rule
+  sharedLarge.Append("keep", 4);
+  const AutoBuffer keeper = sharedLarge;
+  pos = record.data();
+  sharedLarge.deserialize(pos, end);
+  EXPECT_EQ(328u, sharedLarge.MemUsage());
+  EXPECT_EQ(0x5A, sharedLarge.Data()[199]);
+  EXPECT_EQ("keep", Text(keeper));
+  EXPECT_EQ(500u, keeper.MemUsage());
+}
+
+TEST(AutoBuffer, ExhaustedMemoryLeavesTheBufferAsItWas) {
+  AutoBuffer b = FromText("abc");
+  AutoBuffer roomy(2000);
+  roomy.Append("shared", 6);
+  AutoBuffer sharer = roomy;
+  const std::vector<char> big(3000, 'q');
+  Bytes record = Hex("DC 05 00 00");  // 1500 bytes follow
+  record.resize(1504, 1);
+  {
+    RefuseFrom hook(1000);
+    EXPECT_THROW(b.Append(big.data(), 2000), std::bad_alloc);
+    EXPECT_THROW(b.Reserve(5000), std::bad_alloc);
+    EXPECT_THROW(b.Skip(1000), std::bad_alloc);
+    EXPECT_THROW(b.Modify(1500, "z", 1), std::bad_alloc);
+    const unsigned char* pos = record.data();
+    EXPECT_THROW(b.deserialize(pos, record.data() + record.size()), std::bad_alloc);
+    EXPECT_EQ(record.data(), pos);
+    EXPECT_THROW(b = BufferWrapper(record.data(), 1500), std::bad_alloc);
+    EXPECT_EQ("abc", Text(b));
+    EXPECT_EQ(131u, b.MemUsage());
+
+    // Copy-on-write of a 2000-byte body fails: both still share the old one.
+    EXPECT_THROW(sharer.Append("!", 1), std::bad_alloc);
+    EXPECT_THROW(sharer.UnAppend(1), std::bad_alloc);
+    EXPECT_EQ(roomy.Data(), sharer.Data());
+    EXPECT_EQ("shared", Text(sharer));
+    EXPECT_THROW(AutoBuffer(5000), std::bad_alloc);
+  }
+  {
+    RefuseFrom hook(0);  // even the body cannot be had
+    AutoBuffer empty;
+    EXPECT_THROW(empty.Append("a", 1), std::bad_alloc);
+    EXPECT_EQ(nullptr, empty.Data());
+    EXPECT_EQ(0u, empty.Len());
+  }
+}
+
+TEST(AutoBuffer, RingRecordsWrapAnywhere) {
+  struct Case {
+    const char* name;
+    std::size_t ringSize;
+    std::size_t start;
+    const char* data;
+    const char* ring;  // after writing into a ring of EE bytes
+    std::size_t next;
+  };
+  const Case cases[] = {
+      {"length field split", 16, 14, "abcdef", "00 00 61 62 63 64 65 66 EE EE EE EE EE EE 06 00",
+       8},
+      {"data split", 16, 10, "ABCDEFGH", "43 44 45 46 47 48 EE EE EE EE 08 00 00 00 41 42", 6},
+      {"ends at ringEnd", 16, 6, "uvwxyz", "EE EE EE EE EE EE 06 00 00 00 75 76 77 78 79 7A", 0},
+      {"length ends at ringEnd", 8, 4, "", "EE EE EE EE 00 00 00 00", 0},
+      {"exact fit from the start", 10, 0, "012345", "06 00 00 00 30 31 32 33 34 35", 0},
+      {"exact fit wrapped", 10, 3, "012345", "33 34 35 06 00 00 00 30 31 32", 3},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Bytes ring(c.ringSize, 0xEE);
+    unsigned char* const begin = ring.data();
+    unsigned char* pos = begin + c.start;
+    const AutoBuffer record = FromText(c.data);
+    record.circularSerialize(begin, begin + ring.size(), pos);
+    EXPECT_EQ(c.ring, ToHex(ring));
+    EXPECT_EQ(begin + c.next, pos);
+
+    AutoBuffer read = FromText("old contents");
+    const unsigned char* in = begin + c.start;
+    read.circularDeserialize(begin, begin + ring.size(), in);
+    EXPECT_EQ(c.data, Text(read));
+    EXPECT_EQ(begin + c.next, in);
+  }
+}
+
+TEST(AutoBuffer, RingRoundTripFromEveryPosition) {
+  const std::string text = "0123456789";
+  for (std::size_t start = 0; start < 13; ++start) {
+    for (std::size_t len = 0; len <= 9; ++len) {
+      Bytes ring(13, 0);
+      unsigned char* const begin = ring.data();
+      unsigned char* out = begin + start;
+      const AutoBuffer record = FromText(text.substr(0, len));
+      record.circularSerialize(begin, begin + 13, out);
+      const unsigned char* in = begin + start;
+      AutoBuffer read;
+      read.circularDeserialize(begin, begin + 13, in);
+      EXPECT_EQ(text.substr(0, len), Text(read)) << start << " " << len;
+      EXPECT_EQ((start + len + 4) % 13, static_cast<std::size_t>(out - begin)) << start << len;
+      EXPECT_EQ(out, in);
+    }
+  }
+}
+
+TEST(AutoBuffer, RingFailures) {
+  // One byte more than the ring holds: nothing written.
+  Bytes ring(10, 0xEE);
+  unsigned char* const begin = ring.data();
+  unsigned char* pos = begin + 3;
+  EXPECT_KEL_THROW_AT(FromText("0123456").circularSerialize(begin, begin + 10, pos), BufferOverflow,
+                      -1967362025, "Buffer overflowed", "AutoBuffer", 446);
+  EXPECT_EQ(begin + 3, pos);
+  EXPECT_EQ("EE EE EE EE EE EE EE EE EE EE", ToHex(ring));
+
+  AutoBuffer target = FromText("keep");
+  // A ring of 3 bytes cannot hold a length field: the cursor stays.
+  const unsigned char* in = begin + 1;
+  EXPECT_KEL_THROW_AT(target.circularDeserialize(begin, begin + 3, in), DeserializationError,
+                      -1967362028, "Failed to deserialize", "AutoBuffer", 487);
+  EXPECT_EQ(begin + 1, in);
+
+  // A length of 5 in a ring of 8: the split length field has been consumed.
+  const Bytes small = Hex("00 00 EE EE EE EE 05 00");
+  in = small.data() + 6;
+  EXPECT_KEL_THROW_AT(target.circularDeserialize(small.data(), small.data() + 8, in),
+                      DeserializationError, -1967362028, "Failed to deserialize", "AutoBuffer",
+                      509);
+  EXPECT_EQ(small.data() + 2, in);
+  EXPECT_EQ("keep", Text(target));
+
+  // A cursor outside the ring is a caller's error, reported before anything is touched.
+  pos = begin + 10;
+  EXPECT_KEL_THROW(FromText("a").circularSerialize(begin, begin + 10, pos), InvalidArgument,
+                   -1967362033, "Invalid argument(s)");
+  in = small.data() + 8;
+  EXPECT_KEL_THROW(target.circularDeserialize(small.data(), small.data() + 8, in), InvalidArgument,
+                   -1967362033, "Invalid argument(s)");
+  EXPECT_EQ(small.data() + 8, in);
+  EXPECT_EQ("EE EE EE EE EE EE EE EE EE EE", ToHex(ring));
+}
+
+TEST(AutoBuffer, RingLengthWritesLowByteFirstAndWraps) {
+  Bytes ring(6, 0xEE);
+  unsigned char* pos = ring.data() + 4;
+  AutoBuffer b;
+  b.Skip(0x030201);
+  b.circularSerializeLength(ring.data(), ring.data() + 6, pos);
+  EXPECT_EQ("03 00 EE EE 01 02", ToHex(ring));  // the two high bytes wrapped to the front
+  EXPECT_EQ(ring.data() + 2, pos);
+  unsigned char* p = ring.data() + 5;
+  AutoBuffer::circularIncrement(ring.data(), ring.data() + 6, p);
+  EXPECT_EQ(ring.data(), p);
+}
+
+TEST(AutoBuffer, SharersOnDifferentThreads) {
+  const AutoBuffer original = FromText("payload");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 2; ++t) {
+    threads.emplace_back([copy = original]() {
+      for (int i = 0; i < 2000; ++i) {
+        AutoBuffer a = copy;
+        AutoBuffer b;
+        b = a;
+        if (i % 100 == 0) b.Append("!", 1);  // detaches
+      }
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  EXPECT_EQ("payload", Text(original));
+}
+
+}  // namespace

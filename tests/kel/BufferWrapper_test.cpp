@@ -1,0 +1,139 @@
+#include "kel/BufferWrapper.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "kel/AutoBuffer.h"
+#include "kel/exception.h"
+#include "support/KelTest.h"
+
+namespace {
+// Selects a string type of this test only, so that the view's string constructor can be checked
+// without the library's strings.
+struct TestStringTag {};
+}  // namespace
+
+namespace zo {
+namespace kel {
+template <>
+class StringBase<char, wchar_t, TestStringTag> {
+ public:
+  explicit StringBase(std::string text) : text_(std::move(text)) {}
+  const char* begin() const { return text_.data(); }
+  unsigned int size() const { return static_cast<unsigned int>(text_.size()); }
+
+ private:
+  std::string text_;
+};
+}  // namespace kel
+}  // namespace zo
+
+namespace {
+
+using zo::kel::AutoBuffer;
+using zo::kel::BufferWrapper;
+using zo::kel::CompareBuffers;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::DeserializationError;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+BufferWrapper View(const char* text) {
+  return BufferWrapper(reinterpret_cast<const unsigned char*>(text),
+                       static_cast<std::uint32_t>(std::strlen(text)));
+}
+
+TEST(CompareBuffers, LexicographicBytesShorterPrefixFirst) {
+  struct Row {
+    const char* a;
+    const char* b;
+    int expected;
+  };
+  const Row rows[] = {
+      {"ab", "abc", -1},
+      {"abc", "ab", 1},
+      {"b", "abc", 1},
+      {"abc", "b", -1},
+      {"", "", 0},
+      {"abc", "abc", 0},
+      {"", "a", -1},
+      {"abd", "abc", 1},
+      {"\x7f", "\x80", -1},  // bytes compare as unsigned
+      {"\xff", "\x01\x02", 1},
+  };
+  for (const Row& r : rows) {
+    SCOPED_TRACE(std::string(r.a) + " vs " + r.b);
+    EXPECT_EQ(r.expected, CompareBuffers(View(r.a), View(r.b)));
+    EXPECT_EQ(r.expected == 0, View(r.a) == View(r.b));
+    EXPECT_EQ(r.expected == -1, View(r.a) < View(r.b));
+  }
+  // An empty view without data equals an empty view of real bytes.
+  EXPECT_EQ(0, CompareBuffers(BufferWrapper(), View("")));
+  EXPECT_EQ(-1, CompareBuffers(BufferWrapper(), View("x")));
+}
+
+TEST(BufferWrapper, ViewsWithoutCopying) {
+  AutoBuffer buffer(reinterpret_cast<const unsigned char*>("bytes"), 5);
+  const BufferWrapper ofBuffer(buffer);
+  EXPECT_EQ(buffer.Data(), ofBuffer.Data());
+  EXPECT_EQ(5u, ofBuffer.Len());
+  EXPECT_EQ(0u, BufferWrapper(AutoBuffer()).Len());
+  EXPECT_EQ(nullptr, BufferWrapper(AutoBuffer()).Data());
+
+  const zo::kel::StringBase<char, wchar_t, TestStringTag> text(std::string("a\0b", 3));
+  const BufferWrapper ofText(text);
+  EXPECT_EQ(reinterpret_cast<const unsigned char*>(text.begin()), ofText.Data());
+  EXPECT_EQ(3u, ofText.Len());  // an embedded NUL is a byte like any other
+  // Buffers compare through their views.
+  EXPECT_TRUE(AutoBuffer(ofText) == AutoBuffer(ofText));
+  EXPECT_TRUE(AutoBuffer(ofText) < buffer);
+}
+
+TEST(BufferWrapper, RecordBytesAndRoom) {
+  unsigned char out[12];
+  std::memset(out, 0xEE, sizeof out);
+  unsigned char* pos = out;
+  View("abc").serialize(pos, out + sizeof out);
+  BufferWrapper().serialize(pos, out + sizeof out);
+  EXPECT_EQ(out + 11, pos);
+  EXPECT_EQ("03 00 00 00 61 62 63 00 00 00 00 EE", ToHex(out, 12));
+  EXPECT_EQ(7u, View("abc").serializationSize());
+
+  // Short by one byte: the cursor primitive's error, nothing written.
+  std::memset(out, 0xEE, sizeof out);
+  pos = out + 5;
+  EXPECT_KEL_THROW_AT(View("abcd").serialize(pos, out + sizeof out), BufferOverflow, -1967362025,
+                      "Buffer overflowed", "little_endian", 111);
+  EXPECT_EQ(out + 5, pos);
+  EXPECT_EQ("EE EE EE EE EE EE EE EE EE EE EE EE", ToHex(out, 12));
+}
+
+TEST(BufferWrapper, ReadPointsIntoTheInput) {
+  const Bytes in = Hex("02 00 00 00 68 69  00 00 00 00  05 00 00 00 61");
+  const unsigned char* pos = in.data();
+  const unsigned char* const end = in.data() + in.size();
+  BufferWrapper view;
+  view.deserialize(pos, end);
+  EXPECT_EQ(in.data() + 4, view.Data());
+  EXPECT_EQ(2u, view.Len());
+  EXPECT_EQ(in.data() + 6, pos);
+  view.deserialize(pos, end);
+  EXPECT_EQ(0u, view.Len());
+  EXPECT_EQ(in.data() + 10, pos);
+
+  // Five bytes announced, one present; then a length field cut short.
+  const BufferWrapper before = view;
+  for (std::size_t start : {10u, 12u}) {
+    pos = in.data() + start;
+    EXPECT_KEL_THROW_AT(view.deserialize(pos, end), DeserializationError, -1967362028,
+                        "Failed to deserialize", "BufferWrapper", start == 10 ? 78 : 72);
+    EXPECT_EQ(in.data() + start, pos);
+    EXPECT_EQ(before.Data(), view.Data());
+    EXPECT_EQ(0u, view.Len());
+  }
+}
+
+}  // namespace
