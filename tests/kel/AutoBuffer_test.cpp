@@ -209,9 +209,11 @@ TEST(AutoBuffer, AssignmentSharesReleasesAndMoves) {
   AutoBuffer a = FromText("first");
   AutoBuffer b = FromText("second");
   const unsigned char* const first = a.Data();
+  const AutoBuffer& self = b;
+  b = self;  // a unique body assigned to itself must survive
+  EXPECT_EQ("second", Text(b));
   b = a;
   EXPECT_EQ(first, b.Data());
-  b = b;
   a = b;  // already the same body
   EXPECT_EQ(first, a.Data());
   EXPECT_EQ("first", Text(b));
