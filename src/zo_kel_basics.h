@@ -8,8 +8,13 @@
 #include "kel/DLLMalloc.h"
 #include "kel/exception.h"
 #include "kel/export.h"
+#include "kel/Utf8.h"
 #include "kel/little_endian.h"
+#include "kel/osdep/AnsiToWide.h"
 #include "kel/osdep/AtomicInt.h"
 #include "kel/osdep/CriticalSection.h"
+#include "kel/osdep/IConv.h"
+#include "kel/osdep/StringCaseCompare.h"
+#include "kel/osdep/WideToAnsi.h"
 
 #endif  // ZO_KEL_BASICS_H
