@@ -6,6 +6,7 @@
 #include "kel/AutoBuffer.h"
 #include "kel/BufferWrapper.h"
 #include "kel/DLLMalloc.h"
+#include "kel/Vector.h"
 #include "kel/exception.h"
 #include "kel/export.h"
 #include "kel/Utf8.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "kel/BufferWrapper.h"
-#include "kel/DLLMalloc.h"
 #include "kel/exception.h"
+#include "support/AllocationHook.h"
 #include "support/KelTest.h"
 
 namespace {
@@ -23,6 +23,7 @@ using zo::kel::exception::DeserializationError;
 using zo::kel::exception::InvalidArgument;
 using zo_kel_test::Bytes;
 using zo_kel_test::Hex;
+using zo_kel_test::RefuseAllocationsFrom;
 using zo_kel_test::ToHex;
 
 AutoBuffer FromText(const std::string& text) {
@@ -34,34 +35,6 @@ std::string Text(const AutoBuffer& b) {
   return b.Len() == 0 ? std::string()
                       : std::string(reinterpret_cast<const char*>(b.Data()), b.Len());
 }
-
-// Allocation hook of these tests: records every request and refuses those of at least
-// g_refuseFrom bytes.
-unsigned long long g_refuseFrom = ~0ull;
-unsigned long long g_lastRequest = 0;
-int g_requests = 0;
-bool RecordingHook(unsigned long long bytes) {
-  g_lastRequest = bytes;
-  ++g_requests;
-  return bytes >= g_refuseFrom;
-}
-
-class RefuseFrom {
- public:
-  explicit RefuseFrom(unsigned long long bytes) {
-    g_refuseFrom = bytes;
-    g_lastRequest = 0;
-    g_requests = 0;
-    previous_ = zo::kel::detail::SetAllocationHook(&RecordingHook);
-  }
-  ~RefuseFrom() {
-    zo::kel::detail::SetAllocationHook(previous_);
-    g_refuseFrom = ~0ull;
-  }
-
- private:
-  zo::kel::detail::AllocationHook previous_;
-};
 
 TEST(AutoBuffer, ConstructionAndTheEmptyStates) {
   AutoBuffer none;
@@ -139,20 +112,20 @@ TEST(AutoBuffer, HeadroomAboveTwoGibibytesIsTheMinimum) {
   AutoBuffer b = FromText("a");
   const unsigned char* const block = b.Data();
   {
-    RefuseFrom hook(0x10000000);
+    RefuseAllocationsFrom hook(0x10000000);
     EXPECT_THROW(b.Append(small, 0x7FFFFFFE), std::bad_alloc);  // 0x7FFFFFFF needed
-    EXPECT_EQ(2362232011ull, g_lastRequest);                    // + 214748364
+    EXPECT_EQ(2362232011ull, hook.LastRequest());               // + 214748364
     EXPECT_THROW(b.Append(small, 0x7FFFFFFF), std::bad_alloc);  // 0x80000000 needed
-    EXPECT_EQ(0x80000080ull, g_lastRequest);  // the tenth is negative as a signed value
+    EXPECT_EQ(0x80000080ull, hook.LastRequest());  // the tenth is negative as a signed value
     EXPECT_THROW(b.Modify(0x7FFFFFFF, small, 1), std::bad_alloc);
-    EXPECT_EQ(0x80000080ull, g_lastRequest);
+    EXPECT_EQ(0x80000080ull, hook.LastRequest());
 
     // A length beyond 4 GiB - 5 is refused before anything is asked of the allocator.
-    g_requests = 0;
+    hook.ResetCount();
     EXPECT_THROW(b.Append(small, 0xFFFFFFFBu), std::bad_alloc);
     EXPECT_THROW(b.Skip(0xFFFFFFFFu), std::bad_alloc);
     EXPECT_THROW(b.Modify(0xFFFFFFFFu, small, 1), std::bad_alloc);
-    EXPECT_EQ(0, g_requests);
+    EXPECT_EQ(0, hook.Requests());
   }
   EXPECT_EQ(block, b.Data());
   EXPECT_EQ("a", Text(b));
@@ -375,7 +348,7 @@ TEST(AutoBuffer, ExhaustedMemoryLeavesTheBufferAsItWas) {
   Bytes record = Hex("DC 05 00 00");  // 1500 bytes follow
   record.resize(1504, 1);
   {
-    RefuseFrom hook(1000);
+    RefuseAllocationsFrom hook(1000);
     EXPECT_THROW(b.Append(big.data(), 2000), std::bad_alloc);
     EXPECT_THROW(b.Reserve(5000), std::bad_alloc);
     EXPECT_THROW(b.Skip(1000), std::bad_alloc);
@@ -395,7 +368,7 @@ TEST(AutoBuffer, ExhaustedMemoryLeavesTheBufferAsItWas) {
     EXPECT_THROW(AutoBuffer(5000), std::bad_alloc);
   }
   {
-    RefuseFrom hook(0);  // even the body cannot be had
+    RefuseAllocationsFrom hook(0);  // even the body cannot be had
     AutoBuffer empty;
     EXPECT_THROW(empty.Append("a", 1), std::bad_alloc);
     EXPECT_EQ(nullptr, empty.Data());
