@@ -70,7 +70,7 @@ template <typename T>
 class VectorOfNumbers : public testing::Test {};
 using NumberTypes = testing::Types<unsigned char, unsigned short, signed char, short, std::int32_t,
                                    std::uint32_t, float, double, bool>;
-TYPED_TEST_SUITE(VectorOfNumbers, NumberTypes);
+TYPED_TEST_SUITE(VectorOfNumbers, NumberTypes, );
 
 TYPED_TEST(VectorOfNumbers, ExactCapacities) {
   using T = TypeParam;
