@@ -17,5 +17,8 @@
 #include "kel/osdep/IConv.h"
 #include "kel/osdep/StringCaseCompare.h"
 #include "kel/osdep/WideToAnsi.h"
+#include "kel/time/AbsTime.h"
+#include "kel/time/TimeConversions.h"
+#include "kel/time/tFixedPoint128.h"
 
 #endif  // ZO_KEL_BASICS_H

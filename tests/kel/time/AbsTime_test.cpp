@@ -1,0 +1,278 @@
+// Tests of the time values: construction, the seconds/fraction split and its carry, unit scaling
+// and rounding with their statuses, epoch moves, ranges, and the conversions between the kinds.
+#include "kel/time/AbsTime.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "support/TimeTest.h"
+
+namespace {
+
+using nZOSS100::tSSTimeAbsolute;
+using nZOSS100::tSSTimeValue;
+using zo::kel::AbsTime;
+using zo::kel::RelTime;
+using zo_kel_test::F;
+using zo_kel_test::W;
+
+AbsTime At(std::uint32_t w3, std::uint32_t w2, std::uint32_t w1, std::uint32_t w0) {
+  return AbsTime(F(w3, w2, w1, w0));
+}
+
+TEST(AbsTime, ConstructionAndLimits) {
+  EXPECT_EQ("00000000 00000005 40000000 00000000", W(AbsTime(5.0, 0.25).value()));
+  // Whole seconds and a fraction far below a double's resolution at that size stay apart.
+  EXPECT_EQ("00000000 7C25B080 00000000 00000400", W(AbsTime(2082844800.0, 0x1p-54).value()));
+  EXPECT_EQ("FFFFFFFF FFFFFFFD 80000000 00000000", W(RelTime(-2.0, -0.5).value()));
+  EXPECT_EQ("00000000 00000000 00000000 00000000", W(AbsTime().value()));
+  EXPECT_EQ("80000000 00000000 00000000 00000000", W(AbsTime::min.value()));
+  EXPECT_EQ("7FFFFFFF FFFFFFFF FFFFFFFF FFFFFFFF", W(AbsTime::max.value()));
+  EXPECT_TRUE(AbsTime::min < AbsTime(-1e18, 0.0));
+  EXPECT_TRUE(AbsTime::max > AbsTime(1e18, 0.0));
+}
+
+TEST(AbsTime, SecondsAndFractionSplitAtTheFloor) {
+  const AbsTime t(5.0, 0.25);
+  EXPECT_EQ(5, t.getSeconds());
+  EXPECT_EQ(0.25, t.getFraction());
+  const RelTime minus(-0.75, 0.0);
+  EXPECT_EQ(-1, minus.getSecondsImpl());
+  EXPECT_EQ(0.25, minus.getFractionImpl());
+  EXPECT_EQ(-1, minus.getSeconds());
+  EXPECT_EQ(0.25, minus.getFraction());
+  EXPECT_EQ(2082844800, AbsTime(2082844800.0, 0.999).getSeconds());
+  EXPECT_EQ(-9223372036854775807 - 1, AbsTime::min.getSeconds());
+}
+
+TEST(AbsTime, FractionsThatRoundToOneCarryIntoTheSeconds) {
+  // 5 + (1 - 2^-64): the fraction becomes 1.0 as a double.
+  const AbsTime nearly_six = At(0, 5, 0xFFFFFFFF, 0xFFFFFFFF);
+  EXPECT_EQ(5, nearly_six.getSecondsImpl());
+  EXPECT_EQ(1.0, nearly_six.getFractionImpl());
+  EXPECT_EQ(6, nearly_six.getSeconds());
+  EXPECT_EQ(0.0, nearly_six.getFraction());
+  // 1 - 2^-52 lies one epsilon below 1: a carry. 1 - 2^-51 does not.
+  const AbsTime one_epsilon = At(0, 5, 0xFFFFFFFF, 0xFFFFF000);
+  EXPECT_EQ(1.0 - 0x1p-52, one_epsilon.getFractionImpl());
+  EXPECT_EQ(6, one_epsilon.getSeconds());
+  EXPECT_EQ(0.0, one_epsilon.getFraction());
+  const AbsTime two_epsilons = At(0, 5, 0xFFFFFFFF, 0xFFFFE000);
+  EXPECT_EQ(5, two_epsilons.getSeconds());
+  EXPECT_EQ(1.0 - 0x1p-51, two_epsilons.getFraction());
+  // A negative count carries away from zero, deliberately.
+  const AbsTime minus_lsb = At(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
+  EXPECT_EQ(-1, minus_lsb.getSecondsImpl());
+  EXPECT_EQ(-2, minus_lsb.getSeconds());
+  EXPECT_EQ(0.0, minus_lsb.getFraction());
+}
+
+TEST(tSSTimeValue, RoundingMethods) {
+  struct Case {
+    double seconds;
+    std::int32_t method;
+    std::int32_t expected;
+  };
+  const Case cases[] = {
+      {2.5, nZOSS100::kRoundNearestEven, 2},
+      {3.5, nZOSS100::kRoundNearestEven, 4},
+      {-2.5, nZOSS100::kRoundNearestEven, -2},
+      {-3.5, nZOSS100::kRoundNearestEven, -4},
+      {2.75, nZOSS100::kRoundNearestEven, 3},
+      {2.25, nZOSS100::kRoundNearestEven, 2},
+      {-2.75, nZOSS100::kRoundNearestEven, -3},
+      {2.7, nZOSS100::kRoundFloor, 2},
+      {-2.3, nZOSS100::kRoundFloor, -3},
+      {-2.0, nZOSS100::kRoundFloor, -2},
+      {2.3, nZOSS100::kRoundUp, 3},
+      {-2.3, nZOSS100::kRoundUp, -2},
+      {2.0, nZOSS100::kRoundUp, 2},
+      {2.7, nZOSS100::kRoundDown, 2},
+      {-2.3, nZOSS100::kRoundDown, -3},
+  };
+  for (const Case& c : cases) {
+    std::int32_t status = 0;
+    EXPECT_EQ(c.expected,
+              RelTime(c.seconds, 0.0).getI32ByUnits(nZOSS100::kSeconds, c.method, &status))
+        << c.seconds << " by method " << c.method;
+    EXPECT_EQ(0, status);
+  }
+  // 2.5 + 2^-64 is above the tie.
+  EXPECT_EQ(3, RelTime(F(0, 2, 0x80000000, 1)).getI32ByUnits(nZOSS100::kSeconds, 1));
+  // An unknown method keeps the integer part and reports.
+  std::int32_t status = 0;
+  EXPECT_EQ(2, RelTime(2.7, 0.0).getI32ByUnits(nZOSS100::kSeconds, 7, &status));
+  EXPECT_EQ(-50003, status);
+  // The rounding step itself can wrap the sign.
+  nZOSS100::tSignedFixedPoint128 result;
+  status = 0;
+  tSSTimeValue::_RoundAndCheckFit(nZOSS100::kRoundUp, INT64_MIN, INT64_MAX,
+                                  F(0x7FFFFFFF, 0xFFFFFFFF, 0, 1), result, &status);
+  EXPECT_EQ(-50175, status);
+  EXPECT_EQ("80000000 00000000 00000000 00000000", W(result));
+  status = 0;
+  tSSTimeValue::_RoundAndCheckFit(nZOSS100::kRoundNearestEven, -10, 10, F(0, 10, 0x80000000, 0),
+                                  result, &status);
+  EXPECT_EQ(0, status);  // 10.5 ties to 10
+  tSSTimeValue::_RoundAndCheckFit(nZOSS100::kRoundUp, -10, 10, F(0, 10, 0x80000000, 0), result,
+                                  &status);
+  EXPECT_EQ(-50175, status);
+  EXPECT_EQ("00000000 0000000B 00000000 00000000", W(result));
+}
+
+TEST(tSSTimeValue, UnitScalingAndFit) {
+  struct Case {
+    RelTime value;
+    nZOSS100::tTimeUnit unit;
+    std::int32_t method;
+    std::int32_t expected;
+    std::int32_t status;
+  };
+  const Case cases[] = {
+      {RelTime(1.0, 0.25), nZOSS100::kMilliseconds, 1, 1250, 0},
+      {RelTime(0.5, 0.0), nZOSS100::kMicroseconds, 1, 500000, 0},
+      {RelTime(1.0, 0.0), nZOSS100::k100Nanoseconds, 1, 10000000, 0},
+      {RelTime(2.0, 0.0), nZOSS100::kNanoseconds, 1, 2000000000, 0},
+      // 2^-20 s = 953674.31640625 ps.
+      {RelTime(0x1p-20, 0.0), nZOSS100::kPicoseconds, 1, 953674, 0},
+      {RelTime(0x1p-20, 0.0), nZOSS100::kPicoseconds, 3, 953675, 0},
+      {RelTime(0x1p-30, 0.0), nZOSS100::kFemtoseconds, 2, 931322, 0},
+      {RelTime(0x1p-40, 0.0), nZOSS100::kAttoseconds, 1, 909495, 0},
+      {RelTime(150.0, 0.0), nZOSS100::kMinutes, 1, 2, 0},
+      {RelTime(210.0, 0.0), nZOSS100::kMinutes, 1, 4, 0},
+      {RelTime(5400.0, 0.0), nZOSS100::kHours, 1, 2, 0},
+      {RelTime(-5400.0, 0.0), nZOSS100::kHours, 2, -2, 0},
+      {RelTime(259200.0, 0.0), nZOSS100::kDays, 1, 3, 0},
+      {RelTime(-2147483648.0, 0.0), nZOSS100::kSeconds, 1, INT32_MIN, 0},
+      {RelTime(2147483647.0, 0.0), nZOSS100::kSeconds, 1, INT32_MAX, 0},
+      // Out of the 32-bit range: the low 32 bits come back with the status.
+      {RelTime(3000000.0, 0.0), nZOSS100::kMilliseconds, 1, -1294967296, -50175},
+      {RelTime(2.5, 0.0), nZOSS100::kNanoseconds, 1, -1794967296, -50175},
+      {RelTime(2147483648.0, 0.0), nZOSS100::kSeconds, 1, INT32_MIN, -50175},
+      {RelTime(-2147483649.0, 0.0), nZOSS100::kSeconds, 1, INT32_MAX, -50175},
+      {RelTime(1.0, 0.0), nZOSS100::kAttoseconds, 1, -1486618624, -50175},
+      // Unknown units keep the seconds.
+      {RelTime(7.0, 0.0), static_cast<nZOSS100::tTimeUnit>(919263160), 1, 7, -50003},
+      {RelTime(7.0, 0.0), static_cast<nZOSS100::tTimeUnit>(919263184), 1, 7, -50003},
+      {RelTime(7.0, 0.0), static_cast<nZOSS100::tTimeUnit>(0), 1, 7, -50003},
+  };
+  for (const Case& c : cases) {
+    std::int32_t status = 0;
+    EXPECT_EQ(c.expected, c.value.getI32ByUnits(c.unit, c.method, &status))
+        << W(c.value.value()) << " in unit " << c.unit;
+    EXPECT_EQ(c.status, status) << W(c.value.value()) << " in unit " << c.unit;
+  }
+  // A null status is allowed; an earlier warning is replaced by the error, an earlier error stays.
+  EXPECT_EQ(-1294967296, RelTime(3000000.0, 0.0).getI32ByUnits(nZOSS100::kMilliseconds, 1));
+  std::int32_t status = 5;
+  RelTime(3000000.0, 0.0).getI32ByUnits(nZOSS100::kMilliseconds, 1, &status);
+  EXPECT_EQ(-50175, status);
+  status = -1;
+  RelTime(3000000.0, 0.0).getI32ByUnits(nZOSS100::kMilliseconds, 1, &status);
+  EXPECT_EQ(-1, status);
+}
+
+TEST(tSSTimeValue, CorrectUnitsScalesBothWays) {
+  nZOSS100::tSignedFixedPoint128 v(1500000000);
+  std::int32_t status = 0;
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kUnitsToSeconds, nZOSS100::kNanoseconds, v, &status);
+  EXPECT_EQ("00000000 00000001 80000000 00000000", W(v));
+  v = nZOSS100::tSignedFixedPoint128(1.5);
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kUnitsToSeconds, nZOSS100::kHours, v, &status);
+  EXPECT_EQ("00000000 00001518 00000000 00000000", W(v));  // 5400 s
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kDays, v, &status);
+  EXPECT_EQ("00000000 00000000 10000000 00000000", W(v));  // 1/16 day
+  // Division truncates toward zero at 2^-64: one third of a minute.
+  v = nZOSS100::tSignedFixedPoint128(-20);
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kMinutes, v, &status);
+  EXPECT_EQ("FFFFFFFF FFFFFFFF AAAAAAAA AAAAAAAB", W(v));
+  EXPECT_EQ(0, status);
+  // A multiplication that turns the sign reports; the value wraps.
+  v = F(0x10000000, 0, 0, 0);  // 2^60 s
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kMilliseconds, v, &status);
+  EXPECT_EQ(-50175, status);
+  EXPECT_EQ("80000000 00000000 00000000 00000000", W(v));
+  status = 0;
+  v = F(0x10000000, 0, 0, 0);
+  tSSTimeValue::_CorrectUnits(2, static_cast<nZOSS100::tTimeUnit>(12345), v, nullptr);
+  EXPECT_EQ("10000000 00000000 00000000 00000000", W(v));
+}
+
+TEST(tSSTimeAbsolute, EpochMoves) {
+  struct Case {
+    std::int32_t conversion;
+    nZOSS100::tEpoch epoch;
+    nZOSS100::tSignedFixedPoint128 value;
+    const char* expected;
+    std::int32_t status;
+  };
+  const nZOSS100::tSignedFixedPoint128 zero(0);
+  const Case cases[] = {
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1970, zero,
+       "00000000 7C25B080 00000000 00000000", 0},  // 2082844800
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1601, zero,
+       "FFFFFFFD C6151F80 00000000 00000000", 0},  // -9561628800
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch0001, zero,
+       "FFFFFFF2 0493B980 00000000 00000000", 0},  // -60052752000
+      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1970, F(0, 0x7C25B080, 0x80000000, 0),
+       "00000000 00000000 80000000 00000000", 0},
+      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1601, zero, "00000002 39EAE080 00000000 00000000",
+       0},  // 9561628800
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1904, F(0, 5, 0, 0),
+       "00000000 00000005 00000000 00000000", -50003},
+      {tSSTimeAbsolute::kToEpoch, static_cast<nZOSS100::tEpoch>(2000), F(0, 5, 0, 0),
+       "00000000 00000005 00000000 00000000", -50003},
+      // Signed overflow at both ends of the range.
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1970, AbsTime::max.value(),
+       "80000000 7C25B07F FFFFFFFF FFFFFFFF", -50175},
+      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1970, AbsTime::min.value(),
+       "7FFFFFFF 83DA4F80 00000000 00000000", -50175},
+      // Opposite signs cannot overflow.
+      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1601, AbsTime::max.value(),
+       "7FFFFFFD C6151F7F FFFFFFFF FFFFFFFF", 0},
+  };
+  for (const Case& c : cases) {
+    nZOSS100::tSignedFixedPoint128 v(c.value);
+    std::int32_t status = 0;
+    tSSTimeAbsolute::_CorrectEpoch(c.conversion, c.epoch, v, &status);
+    EXPECT_EQ(c.expected, W(v)) << c.conversion << " " << c.epoch << " " << W(c.value);
+    EXPECT_EQ(c.status, status) << c.conversion << " " << c.epoch << " " << W(c.value);
+  }
+}
+
+TEST(AbsTime, Ranges) {
+  const AbsTime t0(0.0, 0.0), t2(2.0, 0.0), t3(3.0, 0.0), t10(10.0, 0.0), t11(11.0, 0.0),
+      t20(20.0, 0.0);
+  EXPECT_TRUE(AbsTime::doRangesIntersect(t0, t10, t10, t20));
+  EXPECT_TRUE(AbsTime::doRangesIntersect(t10, t20, t0, t10));
+  EXPECT_FALSE(AbsTime::doRangesIntersect(t0, t10, t11, t20));
+  EXPECT_FALSE(AbsTime::doRangesIntersect(t11, t20, t0, t10));
+  EXPECT_TRUE(AbsTime::doRangesIntersect(t0, t20, t2, t3));
+  EXPECT_TRUE(AbsTime::isSubRange(t2, t3, t2, t3));
+  EXPECT_TRUE(AbsTime::isSubRange(t2, t3, t0, t10));
+  EXPECT_FALSE(AbsTime::isSubRange(t2, t11, t0, t10));
+  EXPECT_FALSE(AbsTime::isSubRange(t0, t3, t2, t10));
+  EXPECT_TRUE(AbsTime::isSubRange(AbsTime::min, AbsTime::max, AbsTime::min, AbsTime::max));
+}
+
+TEST(AbsTime, ConversionsBetweenKindsKeepTheCount) {
+  const AbsTime t(2082844800.0, 0.125);
+  const tSSTimeValue stored = t;
+  EXPECT_EQ("00000000 7C25B080 20000000 00000000", W(stored.value()));
+  EXPECT_TRUE(AbsTime(stored) == t);
+  EXPECT_EQ(W(t.value()), W(RelTime(stored).value()));
+  const AbsTime later = t + RelTime(1.0, 0.5);
+  EXPECT_EQ("00000000 7C25B081 A0000000 00000000", W(later.value()));
+  EXPECT_EQ("00000000 00000001 80000000 00000000", W((later - t).value()));
+  EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W((t - later).value()));
+  EXPECT_TRUE(later - RelTime(1.0, 0.5) == t);
+  AbsTime moved(t);
+  moved -= RelTime(0.0, 0.125);
+  EXPECT_EQ(2082844800, moved.getSeconds());
+  EXPECT_EQ(0.0, moved.getFraction());
+  EXPECT_EQ("00000000 00000000 C0000000 00000000",
+            W((RelTime(0.5, 0.0) + RelTime(0.25, 0.0)).value()));
+}
+
+}  // namespace

@@ -1,0 +1,78 @@
+// Tests of the conversions between Time64, days, QMTIME and FILETIME.
+#include "kel/time/TimeConversions.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "support/KelTest.h"
+
+namespace {
+
+using namespace zo::kel;
+
+TEST(TimeConversions, TicksAndNanosecondsShareTheEpochRelation) {
+  EXPECT_EQ(94353120000000000, Time64ToQMTIME(0));
+  EXPECT_EQ(0u, QMTIMEToTime64(94353120000000000));
+  EXPECT_EQ(94353120000000001, Time64ToQMTIME(199));  // the rest of the division is dropped
+  EXPECT_EQ(94353120000000001, Time64ToQMTIME(100));
+  EXPECT_EQ(100u, QMTIMEToTime64(94353120000000001));
+  // 2000-01-01 00:00:00 is day 36526.
+  EXPECT_EQ(125911584000000000, Time64ToQMTIME(3155846400000000000u));
+  EXPECT_EQ(3155846400000000000u, QMTIMEToTime64(125911584000000000));
+  // Before 1899-12-30 the nanosecond count wraps around 2^64.
+  EXPECT_EQ(18446744073709551516u, QMTIMEToTime64(94353119999999999));
+  EXPECT_EQ(9011432073709551616u, QMTIMEToTime64(0));
+  EXPECT_EQ(184467440737095516u + 94353120000000000, Time64ToQMTIME(UINT64_MAX));
+}
+
+TEST(TimeConversions, FiletimeHoldsTheTickCountLowHalfFirst) {
+  const FILETIME origin = Time64ToFILETIME(0);
+  EXPECT_EQ(0xA90CC000u, origin.lowDateTime);
+  EXPECT_EQ(0x014F35A9u, origin.highDateTime);
+  unsigned char image[8];
+  static_assert(sizeof(FILETIME) == 8, "two 32-bit halves");
+  std::memcpy(image, &origin, sizeof image);
+  EXPECT_EQ("00 C0 0C A9 A9 35 4F 01", zo_kel_test::ToHex(image, sizeof image));
+  EXPECT_EQ(0u, FILETIMEToTime64(origin));
+  EXPECT_EQ(3155846400000000000u, FILETIMEToTime64(Time64ToFILETIME(3155846400000000099u)));
+  EXPECT_EQ(18446744073709551516u, FILETIMEToTime64(FILETIME{0xA90CBFFFu, 0x014F35A9u}));
+}
+
+TEST(TimeConversions, DaysAndNanoseconds) {
+  EXPECT_EQ(86400000000000u, DaysToNanosecs(1.0));
+  EXPECT_EQ(129600000000000u, DaysToNanosecs(1.5));
+  EXPECT_EQ(8640000000000u, DaysToNanosecs(0.1));
+  EXPECT_EQ(3155846400000000000u, DaysToNanosecs(36526.0));
+  EXPECT_EQ(0.5, NanosecsToDays(43200000000000u));
+  EXPECT_EQ(36526.0, NanosecsToDays(3155846400000000000u));
+  EXPECT_EQ(0.0, NanosecsToDays(0));
+  // Below 2^52 ns the count converts exactly.
+  EXPECT_EQ(0x1.a0fffdbd23e52p-47, NanosecsToDays(1));
+  EXPECT_EQ(0x1.a0fffdbd23e51p+5, NanosecsToDays(4503599627370495u));
+  // From 2^53 ns on, the count is truncated to 53 bits before dividing: rounding it instead
+  // would give the next double up in both cases.
+  EXPECT_EQ(0x1.a0fffdbd23e54p+6, NanosecsToDays(9007199254740995u));
+  EXPECT_EQ(0x1.a0fffdbd23e51p+17, NanosecsToDays(UINT64_MAX));
+  EXPECT_EQ(0x1.a0fffdbd23e51p+17, inline_NanosecsToDays(UINT64_MAX));
+  // Outside the domain the count is clamped.
+  EXPECT_EQ(0u, DaysToNanosecs(-1.0));
+  EXPECT_EQ(0u, DaysToNanosecs(-0.0));
+  EXPECT_EQ(0u, DaysToNanosecs(std::numeric_limits<double>::quiet_NaN()));
+  EXPECT_EQ(UINT64_MAX, DaysToNanosecs(1e10));
+  EXPECT_EQ(UINT64_MAX, DaysToNanosecs(std::numeric_limits<double>::infinity()));
+}
+
+TEST(TimeConversions, DaysAndTicks) {
+  EXPECT_EQ(94353120000000000, DaysToQMTIME(0.0));
+  EXPECT_EQ(0.0, QMTIMEToDays(94353120000000000));
+  EXPECT_EQ(94353984000000000, DaysToQMTIME(1.0));
+  EXPECT_EQ(1.0, QMTIMEToDays(94353984000000000));
+  EXPECT_EQ(125911584000000000, DaysToQMTIME(36526.0));
+  EXPECT_EQ(36526.0, QMTIMEToDays(125911584000000000));
+  EXPECT_EQ(94353120000000000, DaysToQMTIME(-3.0));
+}
+
+}  // namespace
