@@ -1,0 +1,474 @@
+#include "kel/fd/fd.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "kel/exception.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using namespace zo::kel::fd;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::SyntaxError;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+constexpr std::int32_t kSyntaxCode = -1967362044;
+
+const char kWaveformAttributes[] =
+    "02 40 32 00 00 00 03 40 12 00 00 00 00 09 07 00 00 00 5F 5A 4F 5F 4D 44 54 00"
+    "01 08 02 00 06 00 00 00 00 09 06 00 00 00 00 02 03 00 00 00 4D 44 54 00 03 00";
+const char kWaveformTypeI16[] =
+    "01 08 05 00 06 00 00 00 04 05 06 00 00 00 02 04 0E 00 00 00 00 08 01 00 06 00 00 00"
+    "00 02"
+    "1A 00 00 00 01 08 03 00 06 00 00 00 02 01 06 00 00 00 00 03 06 00 00 00 00 09"
+    "06 00 00 00 02 09";
+const char kWaveformSuffix[] = "00 00 00 00 00 00 00 00 00 00 0A 00 00 00 05 03 00 00 00 00";
+
+// A cluster {Bool, 1-D array of AString, nested packet} holding {true, {"abc", "z"}, I32 7}.
+const char kRecordPacket[] =
+    "40 00 00 00"
+    "01 08 03 00 06 00 00 00 02 01 0E 00 00 00 00 08 01 00 06 00 00 00 00 09"
+    "06 00 00 00 02 09"
+    "01 00 02 00 00 00 03 00 00 00 61 62 63 00 01 00 00 00 7A 00"
+    "0A 00 00 00 00 03 07 00 00 00";
+
+// A waveform of the I16 samples {1, -2, 3} starting at 1.5 s, 0.5 s apart.
+std::string WaveformPacketHex() {
+  return std::string("AC 00 00 00") + kWaveformAttributes + kWaveformTypeI16 +
+         "00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00"  // start 1.5 s
+         "00 00 00 00 00 00 E0 3F"                          // interval 0.5
+         "03 00 00 00 01 00 FE FF 03 00" +
+         kWaveformSuffix;
+}
+
+// Reads a whole packet through the public readers: type, data position and data size.
+std::size_t ReadDataSize(const Bytes& packet) {
+  const unsigned char* end = packet.data() + packet.size();
+  const unsigned char* type = GetTypeFromPacket(packet.data(), end);
+  return GetDataSize(type, GetData(packet.data(), end), end);
+}
+
+TEST(FdPacket, ScalarAndVoidPacketsFollowTheLayout) {
+  const Bytes i32 = Hex("0A 00 00 00 00 03 07 00 00 00");
+  const unsigned char* end = i32.data() + i32.size();
+  EXPECT_EQ(10u, GetUI32(i32.data(), end));
+  EXPECT_EQ(i32.data() + 4, GetTypeFromPacket(i32.data(), end));
+  EXPECT_EQ(i32.data() + 6, GetData(i32.data(), end));
+  EXPECT_EQ(2u, GetMDSize(i32.data() + 4, end));
+  EXPECT_EQ(4u, ReadDataSize(i32));
+  EXPECT_EQ(7u, GetUI32(GetData(i32.data(), end), end));
+
+  const Bytes voidPacket = Hex("06 00 00 00 01 00");
+  EXPECT_EQ(0u, ReadDataSize(voidPacket));
+  EXPECT_EQ(voidPacket.data() + 6, GetData(voidPacket.data(), voidPacket.data() + 6));
+
+  const Bytes time = Hex("16 00 00 00 04 05" + std::string(32, '0'));
+  EXPECT_EQ(16u, ReadDataSize(time));
+}
+
+TEST(FdPacket, DataSizeByCodeAlone) {
+  const struct {
+    std::uint16_t code;
+    std::size_t size;
+  } rows[] = {{0x0001, 0},  {0x0100, 1},  {0x0102, 1}, {0x0201, 2},  {0x0302, 4}, {0x0401, 8},
+              {0x0504, 16}, {0x0600, 32}, {0x0700, 0}, {0x06FF, 32}, {0x0800, 0}, {0x0801, 0},
+              {0x0900, 4},  {0x0901, 4},  {0x0902, 8}, {0x0A00, 4},  {0x0A05, 4}, {0x0B00, 0},
+              {0x0000, 0},  {0x0305, 4},  {0x8300, 4}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.size, GetDataSize(static_cast<FlexType>(row.code))) << std::hex << row.code;
+  }
+}
+
+TEST(FdPacket, ClusterMembersArePaddedToEven) {
+  // {Bool true, I32 7}: the Bool takes two bytes.
+  const Bytes packet =
+      Hex("1A 00 00 00 01 08 02 00 06 00 00 00 02 01 06 00 00 00 00 03 01 00 07 00 00 00");
+  const unsigned char* end = packet.data() + packet.size();
+  EXPECT_EQ(16u, GetMDEltSize(packet.data() + 4, end));
+  EXPECT_EQ(6u, ReadDataSize(packet));
+  EXPECT_EQ(6u, GetDataSize(packet.data() + 4, nullptr, end));
+
+  // {I8, AString "abc", I8}: 2 + 8 + 2.
+  const Bytes odd =
+      Hex("26 00 00 00 01 08 03 00 06 00 00 00 00 01 06 00 00 00 00 09 06 00 00 00 00 01"
+          "05 00 03 00 00 00 61 62 63 00 09 00");
+  EXPECT_EQ(12u, ReadDataSize(odd));
+  EXPECT_EQ(8u, GetDataSize(odd.data() + 4, nullptr, odd.data() + odd.size()));
+}
+
+TEST(FdPacket, ArraysHoldDimensionsThenRowMajorElements) {
+  const Bytes three =
+      Hex("18 00 00 00 00 08 01 00 06 00 00 00 00 02 03 00 00 00 01 00 02 00 03 00");
+  EXPECT_EQ(10u, GetMDEltSize(three.data() + 4, three.data() + three.size()));
+  EXPECT_EQ(10u, ReadDataSize(three));
+
+  // 2 x 3 UI8: no padding between packed elements, nor after them.
+  const Bytes packed =
+      Hex("1C 00 00 00 00 08 02 00 06 00 00 00 01 01 02 00 00 00 03 00 00 00 01 02 03 04 05 06");
+  EXPECT_EQ(14u, ReadDataSize(packed));
+
+  // A zero dimension leaves only the dimension sizes.
+  const Bytes zero = Hex("16 00 00 00 00 08 02 00 06 00 00 00 00 04 03 00 00 00 00 00 00 00");
+  EXPECT_EQ(8u, ReadDataSize(zero));
+
+  // No dimensions: one element.
+  const Bytes scalar = Hex("12 00 00 00 00 08 00 00 06 00 00 00 00 03 2A 00 00 00");
+  EXPECT_EQ(4u, ReadDataSize(scalar));
+
+  // Variable elements are each padded to even: "abc" takes 8 bytes, "" 4.
+  const Bytes strings = Hex(
+      "1E 00 00 00 00 08 01 00 06 00 00 00 00 09 02 00 00 00 03 00 00 00 61 62 63 00 00 00 00 00");
+  EXPECT_EQ(16u, ReadDataSize(strings));
+
+  // UTF-16 elements count code units: 4 + 2 * 3 = 10 bytes, already even.
+  const Bytes units =
+      Hex("1C 00 00 00 00 08 01 00 06 00 00 00 00 0A 01 00 00 00 03 00 00 00 41 00 42 00 43 00");
+  EXPECT_EQ(14u, ReadDataSize(units));
+}
+
+TEST(FdPacket, DataSizeWithoutDataCountsVariablePartsAsEmpty) {
+  const struct {
+    const char* md;
+    std::size_t size;
+  } rows[] = {
+      {"00 09", 4},
+      {"00 0A", 4},
+      {"02 09", 8},
+      {"00 03", 4},
+      {"00 08 03 00 06 00 00 00 00 04", 12},
+      {"00 08 00 00 06 00 00 00 00 04", 0},
+      {"01 08 02 00 06 00 00 00 02 01 06 00 00 00 00 09", 6},
+      {"02 40 04 00 00 00 00 80 00 09", 4},  // prefix elements are skipped
+  };
+  for (const auto& row : rows) {
+    const Bytes md = Hex(row.md);
+    EXPECT_EQ(row.size, GetDataSize(md.data(), nullptr, md.data() + md.size())) << row.md;
+  }
+}
+
+TEST(FdPacket, NestedPacketsTakeTheirOwnSize) {
+  const Bytes packet = Hex("10 00 00 00 02 09 0A 00 00 00 00 03 07 00 00 00");
+  EXPECT_EQ(10u, ReadDataSize(packet));
+  EXPECT_EQ(64u, Hex(kRecordPacket).size());
+  EXPECT_EQ(30u, ReadDataSize(Hex(kRecordPacket)));
+}
+
+TEST(FdPacket, MetadataElementSizesByClass) {
+  const struct {
+    const char* md;
+    std::size_t size;
+  } rows[] = {
+      {"00 03", 2},
+      {"01 00", 2},
+      {"FF 1F", 2},
+      {"00 80", 2},
+      {"34 92", 2},
+      {"02 40 04 00 00 00", 6},
+      {"07 40 06 00 00 00 AA BB", 8},
+      {"00 08 01 00 06 00 00 00 00 02", 10},
+      {"01 08 01 00 06 00 00 00 00 03", 10},
+      {"01 08 02 00 06 00 00 00 00 03 0E 00 00 00 00 08 00 00 06 00 00 00 00 01", 24},
+  };
+  for (const auto& row : rows) {
+    const Bytes md = Hex(std::string(row.md) + " EE EE");  // bytes after the element are ignored
+    EXPECT_EQ(row.size, GetMDEltSize(md.data(), md.data() + md.size())) << row.md;
+    EXPECT_EQ(md.data() + row.size, GetNextElt(md.data(), md.data() + md.size())) << row.md;
+    std::uint16_t next = 0;
+    GetNextElt(md.data(), next, md.data() + md.size());
+    EXPECT_EQ(0xEEEEu, next) << row.md;
+  }
+}
+
+TEST(FdPacket, PrefixElementsPrecedeTheType) {
+  const Bytes md = Hex(std::string(kWaveformAttributes) + kWaveformTypeI16);
+  const unsigned char* end = md.data() + md.size();
+  EXPECT_EQ(md.data() + 52, GetTypeFromMD(md.data(), end));
+  EXPECT_EQ(114u, GetMDSize(md.data(), end));
+
+  const Bytes marked = Hex("00 80 05 80 02 40 04 00 00 00 00 02");
+  EXPECT_EQ(marked.data() + 10, GetTypeFromMD(marked.data(), marked.data() + marked.size()));
+  EXPECT_EQ(12u, GetMDSize(marked.data(), marked.data() + marked.size()));
+}
+
+TEST(FdAttributes, LookupsByCodeAndByName) {
+  const Bytes packet = Hex(WaveformPacketHex());
+  const unsigned char* md = packet.data() + 4;
+  const unsigned char* end = packet.data() + packet.size();
+
+  EXPECT_EQ(md, GetAttributeMD(md, FlexAttr::AttributeSection, end));
+  EXPECT_EQ(md + 2, GetAttributePacket(md, FlexAttr::AttributeSection, end));
+  EXPECT_EQ(50u, GetUI32(GetAttributePacket(md, FlexAttr::AttributeSection, end), end));
+  // Name elements live inside the section, not among the prefix elements.
+  EXPECT_EQ(nullptr, GetAttributeMD(md, FlexAttr::AttributeName, end));
+  EXPECT_EQ(nullptr, GetAttributePacket(md, FlexAttr::AttributeName, end));
+
+  const unsigned char* value = GetAttributeMD(md, "_ZO_MDT", end);
+  ASSERT_EQ(md + 26, value);
+  EXPECT_EQ(0x0801u, GetUI32(value, end) & 0xFFFFu);
+  const unsigned char* asPacket = GetAttributePacket(md, "_ZO_MDT", end);
+  ASSERT_EQ(md + 22, asPacket);
+  EXPECT_EQ(value, GetTypeFromPacket(asPacket, end));
+  const unsigned char* data = GetData(asPacket, end);
+  EXPECT_EQ(md + 42, data);
+  EXPECT_EQ(10u, GetDataSize(value, data, end));
+  EXPECT_EQ("03 00 00 00 4D 44 54 00 03 00", ToHex(data, 10));
+
+  // Missing names give null, as a missing section does; names compare byte for byte.
+  EXPECT_EQ(nullptr, GetAttributeMD(md, "_zo_mdt", end));
+  EXPECT_EQ(nullptr, GetAttributeMD(md, "_ZO_MD", end));
+  EXPECT_EQ(nullptr, GetAttributePacket(md, "", end));
+  const Bytes plain = Hex("0A 00 00 00 00 03 07 00 00 00");
+  EXPECT_EQ(nullptr, GetAttributeMD(plain.data() + 4, "_ZO_MDT", plain.data() + 10));
+  EXPECT_EQ(nullptr,
+            GetAttributeMD(plain.data() + 4, FlexAttr::AttributeSection, plain.data() + 10));
+}
+
+TEST(FdAttributes, LaterEntriesAreFoundPastOddValues) {
+  // Section with "a" = AString "xyz" (data padded to 8) and "bb" = I16 5.
+  const Bytes md =
+      Hex("02 40 2E 00 00 00"
+          "03 40 0C 00 00 00 00 09 01 00 00 00 61 00 00 09 03 00 00 00 78 79 7A 00"
+          "03 40 0C 00 00 00 00 09 02 00 00 00 62 62 00 02 05 00"
+          "00 01");
+  const unsigned char* end = md.data() + md.size();
+  const unsigned char* bb = GetAttributeMD(md.data(), "bb", end);
+  ASSERT_EQ(md.data() + 44, bb);
+  EXPECT_EQ("00 02 05 00", ToHex(bb, 4));
+  EXPECT_EQ(md.data() + 20, GetAttributeMD(md.data(), "a", end));
+  EXPECT_EQ(nullptr, GetAttributeMD(md.data(), "b", end));
+  EXPECT_EQ(md.data() + 48, GetTypeFromMD(md.data(), end));
+}
+
+TEST(FdWaveform, FixedBlocksByteForByte) {
+  unsigned char buf[64];
+  EXPECT_EQ(52u, CalculateWaveformAttributeSize());
+  EXPECT_EQ(62u, CalculateWaveformTypeSize());
+  EXPECT_EQ(54u, CalculateWaveformDataSize(6));
+  EXPECT_EQ(48u, CalculateWaveformDataSize(0));
+  EXPECT_EQ(0x100000000ull + 47, CalculateWaveformDataSize(0xFFFFFFFFull));
+
+  EXPECT_EQ(52u, SetWaveformAttributes(buf, buf + 52));
+  EXPECT_EQ(ToHex(Hex(kWaveformAttributes)), ToHex(buf, 52));
+  EXPECT_EQ(62u, SetWaveformType(buf, buf + 62, FlexType::I16));
+  EXPECT_EQ(ToHex(Hex(kWaveformTypeI16)), ToHex(buf, 62));
+  EXPECT_EQ(20u, SetWaveformDataSuffix(buf, buf + 20));
+  EXPECT_EQ(kWaveformSuffix, ToHex(buf, 20));
+
+  SetWaveformType(buf, buf + 64, FlexType::F64);
+  EXPECT_EQ("02 04", ToHex(buf + 28, 2));
+  EXPECT_EQ(FlexType::F64, GetWaveformSampleType(buf, buf + 30));
+}
+
+TEST(FdWaveform, ShortDestinationsWriteNothing) {
+  unsigned char buf[64];
+  for (std::size_t room : {51u, 61u, 19u, 0u}) {
+    std::fill(buf, buf + sizeof buf, 0xAA);
+    if (room < 52) {
+      EXPECT_THROW(SetWaveformAttributes(buf, buf + room), BufferOverflow);
+    }
+    if (room < 62) {
+      EXPECT_THROW(SetWaveformType(buf, buf + room, FlexType::I32), BufferOverflow);
+    }
+    if (room < 20) {
+      EXPECT_THROW(SetWaveformDataSuffix(buf, buf + room), BufferOverflow);
+    }
+    for (unsigned char b : buf) ASSERT_EQ(0xAA, b) << room;
+  }
+}
+
+TEST(FdWaveform, RecognisesOnlyTheExactType) {
+  const Bytes type = Hex(kWaveformTypeI16);
+  EXPECT_TRUE(IsWaveformType(type.data(), type.data() + 62));
+  EXPECT_FALSE(IsWaveformType(type.data(), type.data() + 61));
+  EXPECT_EQ(FlexType::I16, GetWaveformSampleType(type.data(), type.data() + 30));
+  EXPECT_KEL_THROW(GetWaveformSampleType(type.data(), type.data() + 29), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet ends inside the waveform type");
+  for (std::size_t i = 0; i < type.size(); ++i) {
+    if (i == 28 || i == 29) continue;
+    Bytes changed = type;
+    changed[i] ^= 0x01;
+    EXPECT_FALSE(IsWaveformType(changed.data(), changed.data() + changed.size())) << i;
+  }
+  Bytes boolSamples = type;
+  boolSamples[28] = 0x02;
+  boolSamples[29] = 0x01;
+  EXPECT_FALSE(IsWaveformType(boolSamples.data(), boolSamples.data() + 62));
+  boolSamples[29] = 0x03;  // 0x0302 F32
+  EXPECT_TRUE(IsWaveformType(boolSamples.data(), boolSamples.data() + 62));
+
+  EXPECT_FALSE(IsWaveformSampleType(FlexType::Bool));
+  EXPECT_FALSE(IsWaveformSampleType(static_cast<FlexType>(0x0202)));
+  EXPECT_TRUE(IsWaveformSampleType(FlexType::I32));
+  EXPECT_TRUE(IsWaveformSampleType(FlexType::Void));
+  EXPECT_TRUE(IsWaveformSampleType(FlexType::AString));
+}
+
+TEST(FdWaveform, WholePacketReadsBack) {
+  const Bytes packet = Hex(WaveformPacketHex());
+  ASSERT_EQ(172u, packet.size());
+  const unsigned char* end = packet.data() + packet.size();
+  const unsigned char* type = GetTypeFromPacket(packet.data(), end);
+  EXPECT_EQ(packet.data() + 56, type);
+  EXPECT_TRUE(IsWaveformType(type, end));
+  EXPECT_EQ(packet.data() + 118, GetData(packet.data(), end));
+  EXPECT_EQ(CalculateWaveformDataSize(6), ReadDataSize(packet));
+}
+
+TEST(FdRead, NumbersAndCopiesCheckTheirRange) {
+  const Bytes bytes = Hex("01 02 03 04 05 06 07 88");
+  const unsigned char* end = bytes.data() + bytes.size();
+  EXPECT_EQ(0x04030201u, GetUI32(bytes.data(), end));
+  EXPECT_EQ(0x08070605u | 0x80000000u, GetUI32(bytes.data() + 4, end, TAEndian::Host));
+  EXPECT_EQ(static_cast<long long>(0x8807060504030201ull), GetI64(bytes.data(), end));
+  EXPECT_KEL_THROW(GetUI32(bytes.data() + 5, end), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet ends inside a 32-bit field");
+  EXPECT_KEL_THROW(GetI64(bytes.data() + 1, end), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet ends inside a 64-bit field");
+
+  unsigned char dst[4] = {0, 0, 0, 0};
+  EXPECT_EQ(4u, MemCpy(dst, dst + 4, bytes.data() + 4, end, 4));
+  EXPECT_EQ("05 06 07 88", ToHex(dst, 4));
+  EXPECT_EQ(0u, MemCpy(dst, dst, end, end, 0));
+  EXPECT_KEL_THROW(MemCpy(dst, dst + 4, bytes.data() + 5, end, 4), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet ends inside the bytes to copy");
+  EXPECT_THROW(MemCpy(dst, dst + 3, bytes.data(), end, 4), BufferOverflow);
+  EXPECT_EQ("05 06 07 88", ToHex(dst, 4));
+}
+
+TEST(FdMalformed, EachDefectNamesItself) {
+  const struct {
+    const char* packet;
+    const char* what;
+  } rows[] = {
+      {"08 00 00 00 00 20 00 00", "SyntaxError: metadata element of an undefined class"},
+      {"08 00 00 00 00 E0 00 00", "SyntaxError: metadata element of an undefined class"},
+      {"0A 00 00 00 00 60 00 03 07 00", "SyntaxError: metadata element of an undefined class"},
+      {"08 00 00 00 01 08 00 00", "SyntaxError: cluster has no members"},
+      {"0E 00 00 00 01 08 01 00 05 00 00 00 00 03",
+       "SyntaxError: cluster member is shorter than its header"},
+      {"0E 00 00 00 00 08 01 00 05 00 00 00 00 03",
+       "SyntaxError: array element type is shorter than its header"},
+      {"12 00 00 00 00 08 01 00 06 00 00 00 00 03 FF FF FF FF",
+       "SyntaxError: array dimension is negative"},
+      {"0A 00 00 00 02 09 05 00 00 00", "SyntaxError: nested packet is shorter than its header"},
+      {"0C 00 00 00 02 40 03 00 00 00 00 03",
+       "SyntaxError: attribute length is shorter than its own field"},
+      {"0C 00 00 00 00 08 01 00 08 00 00 00 00 03 00 03",
+       "SyntaxError: array element type does not fill its length"},
+      {"14 00 00 00 01 08 01 00 08 00 00 00 00 03 00 03 07 00 00 00",
+       "SyntaxError: cluster member type does not fill its length"},
+      {"0A 00 00 00 00 80", "SyntaxError: packet ends inside a type word"},
+      // 3 x 2^31-1 x 2^31-1 I32 elements cannot lie in the bytes present.
+      {"1A 00 00 00 00 08 03 00 06 00 00 00 00 03 03 00 00 00 FF FF FF 7F FF FF FF 7F 00 00",
+       "SyntaxError: packet ends inside the array elements"},
+      {"1E 00 00 00 00 08 04 00 06 00 00 00 00 03 FF FF FF 7F FF FF FF 7F FF FF FF 7F FF FF FF 7F",
+       "SyntaxError: packet ends inside the array elements"},
+  };
+  for (const auto& row : rows) {
+    const Bytes packet = Hex(row.packet);
+    try {
+      ReadDataSize(packet);
+      ADD_FAILURE() << "no error for " << row.packet;
+    } catch (const SyntaxError& e) {
+      EXPECT_STREQ(row.what, e.what()) << row.packet;
+      EXPECT_EQ(kSyntaxCode, e.getErrorCode());
+      EXPECT_STREQ("fd", e.getFile());
+      EXPECT_GT(e.getLine(), 0);
+    }
+  }
+}
+
+TEST(FdMalformed, EveryTruncationRaisesWithoutReadingPastTheEnd) {
+  for (const std::string& hex : {std::string(kRecordPacket), WaveformPacketHex()}) {
+    const Bytes whole = Hex(hex);
+    ASSERT_EQ(whole.size(),
+              ReadDataSize(whole) + GetMDSize(whole.data() + 4, whole.data() + whole.size()) + 4);
+    for (std::size_t n = 0; n < whole.size(); ++n) {
+      // An exact-size heap copy, so that AddressSanitizer reports any read past the end.
+      Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
+      cut.shrink_to_fit();
+      const unsigned char* end = cut.data() + cut.size();
+      bool raised = false;
+      try {
+        const unsigned char* type = GetTypeFromPacket(cut.data(), end);
+        GetDataSize(type, GetData(cut.data(), end), end);
+        GetAttributeMD(cut.data() + 4, "_ZO_MDT", end);
+      } catch (const SyntaxError& e) {
+        raised = true;
+        EXPECT_EQ(0, std::string(e.what()).find("SyntaxError: packet ends inside")) << e.what();
+      }
+      EXPECT_TRUE(raised) << "cut at " << n;
+    }
+  }
+}
+
+TEST(FdMalformed, EmptyElementsAreCountedNotWalked) {
+  // 2^31-1 cubed Void elements, and as many empty clusters: only the dimensions take bytes.
+  const Bytes voids =
+      Hex("1A 00 00 00 00 08 03 00 06 00 00 00 01 00 FF FF FF 7F FF FF FF 7F FF FF FF 7F");
+  EXPECT_EQ(12u, ReadDataSize(voids));
+  const Bytes clusters =
+      Hex("1E 00 00 00 00 08 02 00 0E 00 00 00 01 08 01 00 06 00 00 00 01 00"
+          "FF FF FF 7F FF FF FF 7F");
+  EXPECT_EQ(8u, ReadDataSize(clusters));
+}
+
+// Wraps an MD in `levels` single-member clusters.
+Bytes NestClusters(std::size_t levels) {
+  Bytes md = Hex("00 03");
+  for (std::size_t i = 0; i < levels; ++i) {
+    const auto member = static_cast<std::uint32_t>(md.size() + 4);
+    Bytes outer = Hex("01 08 01 00");
+    for (int b = 0; b < 4; ++b) outer.push_back(static_cast<unsigned char>(member >> (8 * b)));
+    outer.insert(outer.end(), md.begin(), md.end());
+    md.swap(outer);
+  }
+  return md;
+}
+
+TEST(FdMalformed, NestingIsLimitedTo256Levels) {
+  const Bytes deepest = NestClusters(256);
+  const Bytes data = Hex("01 02 03 04");
+  Bytes whole = deepest;
+  whole.insert(whole.end(), data.begin(), data.end());
+  EXPECT_EQ(4u,
+            GetDataSize(whole.data(), whole.data() + deepest.size(), whole.data() + whole.size()));
+  EXPECT_EQ(4u, GetDataSize(whole.data(), nullptr, whole.data() + whole.size()));
+
+  Bytes tooDeep = NestClusters(257);
+  tooDeep.insert(tooDeep.end(), data.begin(), data.end());
+  EXPECT_KEL_THROW(GetDataSize(tooDeep.data(), nullptr, tooDeep.data() + tooDeep.size()),
+                   SyntaxError, kSyntaxCode, "SyntaxError: types nest deeper than 256 levels");
+}
+
+TEST(FdMalformed, WideClustersInLongArraysAreMeasuredInLinearTime) {
+  // An array of 100,000 clusters of one AString and 20,000 Void members: a walk that re-read
+  // the members for every element would take billions of steps.
+  const std::uint32_t members = 20001;
+  Bytes md = Hex("00 08 01 00");
+  const std::uint32_t clusterSize = 4 + 6 * members;
+  const std::uint32_t sub = 4 + clusterSize;
+  for (int b = 0; b < 4; ++b) md.push_back(static_cast<unsigned char>(sub >> (8 * b)));
+  const Bytes header = Hex("01 08 21 4E");  // 20001 members
+  md.insert(md.end(), header.begin(), header.end());
+  const Bytes stringMember = Hex("06 00 00 00 00 09");
+  const Bytes voidMember = Hex("06 00 00 00 01 00");
+  md.insert(md.end(), stringMember.begin(), stringMember.end());
+  for (std::uint32_t i = 1; i < members; ++i)
+    md.insert(md.end(), voidMember.begin(), voidMember.end());
+  const std::size_t mdSize = md.size();
+  const Bytes dims = Hex("A0 86 01 00");  // 100,000
+  md.insert(md.end(), dims.begin(), dims.end());
+  md.resize(md.size() + 100000 * 4, 0);  // every element an empty string
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(4u + 400000u, GetDataSize(md.data(), md.data() + mdSize, md.data() + md.size()));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+}  // namespace
