@@ -1,0 +1,332 @@
+#include "kel/fd/NumericConversion.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "kel/exception.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using namespace zo::kel::fd;
+using zo::kel::exception::InvalidArgument;
+using zo::kel::exception::SyntaxError;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+constexpr std::int32_t kInvalidArgumentCode = -1967362033;
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+const FlexType kNumeric[] = {FlexType::I8,   FlexType::UI8,  FlexType::I16, FlexType::UI16,
+                             FlexType::I32,  FlexType::UI32, FlexType::F32, FlexType::I64,
+                             FlexType::UI64, FlexType::F64};
+
+std::size_t Width(FlexType t) { return GetDataSize(t); }
+
+// Converts count elements with the copyElts instance of the target's host type.
+void CopyTo(FlexType to, FlexType from, std::uint32_t count, TAEndian srcEndian, const void* src,
+            TAEndian dstEndian, void* dst) {
+  switch (to) {
+    case FlexType::I8:
+    case FlexType::Bool:
+      return copyElts<signed char>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::UI8:
+      return copyElts<unsigned char>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::I16:
+      return copyElts<short>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::UI16:
+      return copyElts<unsigned short>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::I32:
+      return copyElts<std::int32_t>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::UI32:
+      return copyElts<std::uint32_t>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::F32:
+      return copyElts<float>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::I64:
+      return copyElts<long long>(from, count, srcEndian, src, dstEndian, dst);
+    case FlexType::UI64:
+      return copyElts<unsigned long long>(from, count, srcEndian, src, dstEndian, dst);
+    default:
+      return copyElts<double>(from, count, srcEndian, src, dstEndian, dst);
+  }
+}
+
+std::string ConvertOne(FlexType from, const Bytes& value, FlexType to) {
+  unsigned char out[8];
+  std::memset(out, 0xAA, sizeof out);
+  CopyTo(to, from, 1, TAEndian::Little, value.data(), TAEndian::Host, out);
+  return ToHex(out, Width(to));
+}
+
+TEST(NumericConversion, EveryPairOfHostTypes) {
+  // One value per source type (I8 -5, UI8 250, I16 -300, UI16 65000, I32 -70000,
+  // UI32 4000000000, F32 -2.5, I64 -5000000000, UI64 2^63 + 5, F64 10000000000.75), and its
+  // bytes in each target type, in the order of kNumeric.
+  const struct {
+    const char* value;
+    const char* expected[10];
+  } rows[] = {
+      {"FB",
+       {"FB", "FB", "FB FF", "FB FF", "FB FF FF FF", "FB FF FF FF", "00 00 A0 C0",
+        "FB FF FF FF FF FF FF FF", "FB FF FF FF FF FF FF FF", "00 00 00 00 00 00 14 C0"}},
+      {"FA",
+       {"FA", "FA", "FA 00", "FA 00", "FA 00 00 00", "FA 00 00 00", "00 00 7A 43",
+        "FA 00 00 00 00 00 00 00", "FA 00 00 00 00 00 00 00", "00 00 00 00 00 40 6F 40"}},
+      {"D4 FE",
+       {"D4", "D4", "D4 FE", "D4 FE", "D4 FE FF FF", "D4 FE FF FF", "00 00 96 C3",
+        "D4 FE FF FF FF FF FF FF", "D4 FE FF FF FF FF FF FF", "00 00 00 00 00 C0 72 C0"}},
+      {"E8 FD",
+       {"E8", "E8", "E8 FD", "E8 FD", "E8 FD 00 00", "E8 FD 00 00", "00 E8 7D 47",
+        "E8 FD 00 00 00 00 00 00", "E8 FD 00 00 00 00 00 00", "00 00 00 00 00 BD EF 40"}},
+      {"90 EE FE FF",
+       {"90", "90", "90 EE", "90 EE", "90 EE FE FF", "90 EE FE FF", "00 B8 88 C7",
+        "90 EE FE FF FF FF FF FF", "90 EE FE FF FF FF FF FF", "00 00 00 00 00 17 F1 C0"}},
+      {"00 28 6B EE",
+       {"00", "00", "00 28", "00 28", "00 28 6B EE", "00 28 6B EE", "28 6B 6E 4F",
+        "00 28 6B EE 00 00 00 00", "00 28 6B EE 00 00 00 00", "00 00 00 00 65 CD ED 41"}},
+      {"00 00 20 C0",
+       {"FE", "FE", "FE FF", "FE FF", "FE FF FF FF", "FE FF FF FF", "00 00 20 C0",
+        "FE FF FF FF FF FF FF FF", "FE FF FF FF FF FF FF FF", "00 00 00 00 00 00 04 C0"}},
+      {"00 0E FA D5 FE FF FF FF",
+       {"00", "00", "00 0E", "00 0E", "00 0E FA D5", "00 0E FA D5", "F9 02 95 CF",
+        "00 0E FA D5 FE FF FF FF", "00 0E FA D5 FE FF FF FF", "00 00 00 20 5F A0 F2 C1"}},
+      // UI64 to floating point goes through the signed 64-bit integer: 2^63 + 5 is negative.
+      {"05 00 00 00 00 00 00 80",
+       {"05", "05", "05 00", "05 00", "05 00 00 00", "05 00 00 00", "00 00 00 DF",
+        "05 00 00 00 00 00 00 80", "05 00 00 00 00 00 00 80", "00 00 00 00 00 00 E0 C3"}},
+      // 10000000000.75 is out of range for every integer narrower than 64 bits.
+      {"00 00 06 20 5F A0 02 42",
+       {"00", "00", "00 80", "00 00", "00 00 00 80", "00 E4 0B 54", "F9 02 15 50",
+        "00 E4 0B 54 02 00 00 00", "00 E4 0B 54 02 00 00 00", "00 00 06 20 5F A0 02 42"}},
+  };
+  for (std::size_t from = 0; from < 10; ++from) {
+    const Bytes value = Hex(rows[from].value);
+    for (std::size_t to = 0; to < 10; ++to) {
+      EXPECT_EQ(rows[from].expected[to], ConvertOne(kNumeric[from], value, kNumeric[to]))
+          << "from " << from << " to " << to;
+    }
+  }
+}
+
+// The value at the bytes of a double, converted to each integer target by the array transform
+// and by GetNum, which must agree.
+template <typename T>
+T FromDouble(double x) {
+  const Bytes bytes = [&] {
+    Bytes b(8);
+    std::memcpy(b.data(), &x, 8);
+    return b;
+  }();
+  const T scalar = GetNum<T>(FlexType::F64, bytes.data(), bytes.data() + 8);
+  T element;
+  CopyTo(std::is_same<T, signed char>::value      ? FlexType::I8
+         : std::is_same<T, unsigned char>::value  ? FlexType::UI8
+         : std::is_same<T, short>::value          ? FlexType::I16
+         : std::is_same<T, unsigned short>::value ? FlexType::UI16
+         : std::is_same<T, std::int32_t>::value   ? FlexType::I32
+         : std::is_same<T, std::uint32_t>::value  ? FlexType::UI32
+         : std::is_same<T, long long>::value      ? FlexType::I64
+                                                  : FlexType::UI64,
+         FlexType::F64, 1, TAEndian::Little, bytes.data(), TAEndian::Little, &element);
+  EXPECT_EQ(scalar, element) << x;
+  return scalar;
+}
+
+TEST(NumericConversion, FloatingPointOutOfRangeGivesTheIntegerIndefiniteValue) {
+  for (double x : {40000.0, 32768.0, -32769.0, 1e300, kInf, -kInf, kNaN}) {
+    EXPECT_EQ(-32768, FromDouble<short>(x)) << x;
+    EXPECT_EQ(0, FromDouble<signed char>(x)) << x;
+    EXPECT_EQ(0u, FromDouble<unsigned char>(x)) << x;
+  }
+  EXPECT_EQ(32767, FromDouble<short>(32767.9));
+  EXPECT_EQ(-32768, FromDouble<short>(-32768.9));
+  EXPECT_EQ(-2, FromDouble<short>(-2.7));
+  // Narrow targets keep the low byte of the 16-bit result.
+  EXPECT_EQ(44, FromDouble<signed char>(300.0));
+  EXPECT_EQ(56, FromDouble<signed char>(-200.0));
+  EXPECT_EQ(255u, FromDouble<unsigned char>(-1.0));
+  EXPECT_EQ(0u, FromDouble<unsigned char>(256.0));
+
+  // UI16 keeps the low 16 bits of the 32-bit result.
+  EXPECT_EQ(4464u, FromDouble<unsigned short>(70000.0));
+  EXPECT_EQ(65535u, FromDouble<unsigned short>(-1.0));
+  EXPECT_EQ(65535u, FromDouble<unsigned short>(2147483647.5));
+  for (double x : {2147483648.0, 3e9, -2147483649.0, kNaN, kInf}) {
+    EXPECT_EQ(0u, FromDouble<unsigned short>(x)) << x;
+    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), FromDouble<std::int32_t>(x)) << x;
+  }
+  EXPECT_EQ(2147483647, FromDouble<std::int32_t>(2147483647.9));
+  EXPECT_EQ(-2147483647 - 1, FromDouble<std::int32_t>(-2147483648.9));
+  EXPECT_EQ(-2, FromDouble<std::int32_t>(-2.7));
+  EXPECT_EQ(3, FromDouble<std::int32_t>(3.9));
+
+  // UI32 keeps the low 32 bits of the 64-bit result: 0 beyond 64-bit range.
+  EXPECT_EQ(0xFFFFFFFFu, FromDouble<std::uint32_t>(-1.0));
+  EXPECT_EQ(705032704u, FromDouble<std::uint32_t>(5e9));
+  EXPECT_EQ(4294967295u, FromDouble<std::uint32_t>(4294967295.0));
+  EXPECT_EQ(0xFFFFFC00u, FromDouble<std::uint32_t>(9223372036854774784.0));
+  for (double x : {1e19, -1e19, 9223372036854775808.0, kNaN, kInf, -kInf}) {
+    EXPECT_EQ(0u, FromDouble<std::uint32_t>(x)) << x;
+    EXPECT_EQ(std::numeric_limits<long long>::min(), FromDouble<long long>(x)) << x;
+  }
+  EXPECT_EQ(std::numeric_limits<long long>::min(), FromDouble<long long>(-9223372036854775808.0));
+  EXPECT_EQ(4611686018427387904LL, FromDouble<long long>(4611686018427387904.0));
+
+  // UI64: exact up to 2^64, negative values through the signed 64-bit integer, the rest the
+  // 64-bit integer-indefinite value.
+  EXPECT_EQ(18000000000000000000ull, FromDouble<unsigned long long>(1.8e19));
+  EXPECT_EQ(9223372036854775808ull, FromDouble<unsigned long long>(9223372036854775808.0));
+  EXPECT_EQ(0xFFFFFFFFFFFFFFFFull, FromDouble<unsigned long long>(-1.0));
+  EXPECT_EQ(0u, FromDouble<unsigned long long>(-0.5));
+  for (double x : {18446744073709551616.0, -1e19, kNaN, kInf, -kInf}) {
+    EXPECT_EQ(0x8000000000000000ull, FromDouble<unsigned long long>(x)) << x;
+  }
+}
+
+TEST(NumericConversion, SinglePrecisionSourcesFollowTheSameTable) {
+  const float values[] = {40000.0f, 3e9f, -1.5f, 65535.5f};
+  Bytes bytes(sizeof values);
+  std::memcpy(bytes.data(), values, sizeof values);
+  short i16[4];
+  std::int32_t i32[4];
+  unsigned char ui8[4];
+  unsigned short ui16[4];
+  copyElts<short>(FlexType::F32, 4, TAEndian::Little, bytes.data(), TAEndian::Little, i16);
+  copyElts<std::int32_t>(FlexType::F32, 4, TAEndian::Host, bytes.data(), TAEndian::Host, i32);
+  copyElts<unsigned char>(FlexType::F32, 4, TAEndian::Host, bytes.data(), TAEndian::Little, ui8);
+  copyElts<unsigned short>(FlexType::F32, 4, TAEndian::Little, bytes.data(), TAEndian::Host, ui16);
+  EXPECT_EQ(-32768, i16[0]);
+  EXPECT_EQ(-32768, i16[1]);
+  EXPECT_EQ(-1, i16[2]);
+  EXPECT_EQ(-32768, i16[3]);
+  EXPECT_EQ(40000, i32[0]);
+  EXPECT_EQ(-2147483647 - 1, i32[1]);
+  EXPECT_EQ(65535, i32[3]);
+  EXPECT_EQ(0, ui8[0]);
+  EXPECT_EQ(255, ui8[2]);
+  EXPECT_EQ(40000, ui16[0]);
+  EXPECT_EQ(0, ui16[1]);
+  EXPECT_EQ(65535, ui16[3]);
+  EXPECT_EQ(-1, GetNum<signed char>(FlexType::F32, bytes.data() + 8, bytes.data() + 12));
+}
+
+TEST(NumericConversion, BoolTargetsKeepTheLowByte) {
+  const Bytes i16 = Hex("00 01 01 00 FF FF");  // {256, 1, -1}
+  unsigned char out[3] = {0xAA, 0xAA, 0xAA};
+  CopyTo(FlexType::Bool, FlexType::I16, 3, TAEndian::Little, i16.data(), TAEndian::Little, out);
+  EXPECT_EQ("00 01 FF", ToHex(out, 3));
+  // Bool sources read as signed bytes.
+  const Bytes flags = Hex("00 01 FF");
+  double d[3];
+  CopyTo(FlexType::F64, FlexType::Bool, 3, TAEndian::Little, flags.data(), TAEndian::Little, d);
+  EXPECT_EQ(0.0, d[0]);
+  EXPECT_EQ(1.0, d[1]);
+  EXPECT_EQ(-1.0, d[2]);
+}
+
+TEST(NumericConversion, OnlyMatchingByteOrderFlagsConvert) {
+  const Bytes src = Hex("01 00 FF 7F");
+  const struct {
+    std::int32_t src, dst;
+    bool converts;
+  } rows[] = {{0, 0, true},  {1, 1, true},   {0, 1, true},  {1, 0, true},
+              {2, 2, true},  {2, 0, false},  {0, 2, false}, {2, 1, false},
+              {1, 2, false}, {-1, 0, false}, {3, 2, false}};
+  for (const auto& row : rows) {
+    std::int32_t out[2] = {-7, -7};
+    copyElts<std::int32_t>(FlexType::I16, 2, static_cast<TAEndian>(row.src), src.data(),
+                           static_cast<TAEndian>(row.dst), out);
+    EXPECT_EQ(row.converts ? 1 : -7, out[0]) << row.src << " " << row.dst;
+    EXPECT_EQ(row.converts ? 32767 : -7, out[1]) << row.src << " " << row.dst;
+  }
+}
+
+TEST(NumericConversion, ZeroCountWritesNothingForAnyPair) {
+  const unsigned char src[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+  for (FlexType to : kNumeric) {
+    for (FlexType from : kNumeric) {
+      unsigned char out[8];
+      std::memset(out, 0xAA, sizeof out);
+      CopyTo(to, from, 0, TAEndian::Little, src, TAEndian::Little, out);
+      EXPECT_EQ("AA AA AA AA AA AA AA AA", ToHex(out, 8));
+    }
+  }
+}
+
+TEST(NumericConversion, UnalignedRunsConvertEveryElement) {
+  // Three F64 values starting at an odd address, into I32 at another odd address.
+  Bytes src = Hex("EE 00 00 00 00 00 00 F8 3F 00 00 00 00 00 00 04 C0 00 00 00 00 00 00 59 40");
+  unsigned char out[13];
+  std::memset(out, 0xAA, sizeof out);
+  copyElts<std::int32_t>(FlexType::F64, 3, TAEndian::Little, src.data() + 1, TAEndian::Little,
+                         out + 1);
+  EXPECT_EQ("AA 01 00 00 00 FE FF FF FF 64 00 00 00", ToHex(out, 13));
+}
+
+TEST(NumericConversion, ScalarReads) {
+  const Bytes f64 = Hex("9A 99 99 99 99 99 05 C0");  // -2.7
+  EXPECT_EQ(-2, GetNum<std::int32_t>(FlexType::F64, f64.data(), f64.data() + 8));
+  const Bytes ui64 = Hex("00 00 00 00 00 00 00 80");  // 2^63
+  EXPECT_EQ(-9.2233720368547758e18, GetNum<double>(FlexType::UI64, ui64.data(), ui64.data() + 8));
+  EXPECT_EQ(-9.2233720368547758e18f, GetNum<float>(FlexType::UI64, ui64.data(), ui64.data() + 8));
+  EXPECT_EQ(0u, GetNum<std::uint32_t>(FlexType::UI64, ui64.data(), ui64.data() + 8));
+  const Bytes u32 = Hex("FF FF FF FF");
+  EXPECT_EQ(-1, GetNum<short>(FlexType::UI32, u32.data(), u32.data() + 4));
+  EXPECT_EQ(4294967295.0, GetNum<double>(FlexType::UI32, u32.data(), u32.data() + 4));
+  EXPECT_EQ(-1, GetNum<long long>(FlexType::I32, u32.data(), u32.data() + 4));
+  EXPECT_EQ(255u, GetNum<unsigned char>(FlexType::I8, u32.data(), u32.data() + 1));
+
+  double d = 0;
+  ConvertUI64(0xFFFFFFFFFFFFFFFFull, d);
+  EXPECT_EQ(-1.0, d);
+  short s = 0;
+  ConvertUI64(0x123456789ABCDEF0ull, s);
+  EXPECT_EQ(static_cast<short>(0xDEF0), s);
+  unsigned long long u = 0;
+  ConvertUI64(0x8000000000000001ull, u);
+  EXPECT_EQ(0x8000000000000001ull, u);
+}
+
+TEST(NumericConversion, FailuresNameTheirPlace) {
+  const Bytes bytes = Hex("01 02 03 04 05 06 07 08");
+  for (std::uint16_t code :
+       {0x0102, 0x0001, 0x0504, 0x0800, 0x0801, 0x0900, 0x0902, 0x0A00, 0x0202, 0x0403}) {
+    try {
+      GetNum<double>(static_cast<FlexType>(code), bytes.data(), bytes.data() + 8);
+      ADD_FAILURE() << "no error for " << code;
+    } catch (const InvalidArgument& e) {
+      EXPECT_STREQ("FlexData", e.getFile());
+      EXPECT_EQ(653, e.getLine());
+      EXPECT_EQ(kInvalidArgumentCode, e.getErrorCode());
+      EXPECT_STREQ("Invalid argument(s)", e.what());
+    }
+  }
+  try {
+    GetNum<std::int32_t>(FlexType::F64, bytes.data() + 1, bytes.data() + 8);
+    ADD_FAILURE() << "no error for a short number";
+  } catch (const SyntaxError& e) {
+    EXPECT_STREQ("fd", e.getFile());
+    EXPECT_STREQ("SyntaxError: packet ends inside a number", e.what());
+  }
+  for (std::uint16_t code : {0x0001, 0x0504, 0x0900, 0x0202}) {
+    unsigned char out[8] = {};
+    try {
+      copyElts<double>(static_cast<FlexType>(code), 1, TAEndian::Little, bytes.data(),
+                       TAEndian::Little, out);
+      ADD_FAILURE() << "no error for " << code;
+    } catch (const InvalidArgument& e) {
+      EXPECT_STREQ("FlexData", e.getFile());
+      EXPECT_EQ(1330, e.getLine());
+      EXPECT_EQ(kInvalidArgumentCode, e.getErrorCode());
+    }
+  }
+}
+
+}  // namespace
