@@ -65,8 +65,9 @@ class ZO_KEL_API tFixedPoint128 {
   tFixedPoint128(std::uint32_t value) noexcept;  // NOLINT
   /// The value of the IEEE-754 bits of `value`, truncated toward zero at 2^-64. A magnitude of
   /// 2^64 or more keeps only its low 64 integer bits. +infinity (and a NaN with the sign bit
-  /// clear) saturates to the largest value, -infinity (and a NaN with the sign bit set) to the
-  /// smallest, deliberately.
+  /// clear) saturates to the largest signed value, -infinity (and a NaN with the sign bit set) to
+  /// the smallest, deliberately; the unsigned variant takes the same bits (2^63 - 2^-64 and 2^63).
+  /// A negative argument gives the unsigned variant its two's complement.
   tFixedPoint128(double value) noexcept;  // NOLINT
   /// The same for the x87 extended type: truncation toward zero, the integer part kept modulo
   /// 2^64, infinities and NaNs saturated by their sign bit as for `double`.

@@ -179,6 +179,8 @@ TEST(tFixedPoint128, DoubleConstructionTruncatesTowardZeroAndSaturates) {
   EXPECT_EQ(kMin, W(Fixed(-inf)));
   EXPECT_EQ(kMax, W(Fixed(std::copysign(nan, 1.0))));
   EXPECT_EQ(kMin, W(Fixed(std::copysign(nan, -1.0))));
+  EXPECT_EQ(kMax, W(tUnsignedFixedPoint128(inf)));
+  EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W(tUnsignedFixedPoint128(-1.5)));
 }
 
 TEST(tFixedPoint128, LongDoubleConstructionTruncatesTowardZeroAndSaturates) {
