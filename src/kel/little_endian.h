@@ -30,10 +30,14 @@ inline bool Fits(std::size_t n, const unsigned char* pos, const unsigned char* e
 }
 
 // Every width that reaches a byte image is fixed: `long` is 32 bits in the byte images on every
-// platform, so callers write std::int32_t / std::uint32_t instead.
+// platform, so callers write std::int32_t / std::uint32_t (or the 64-bit fixed types) instead.
+// Where `long` is 32 bits it differs from every fixed-width type and is refused outright; where
+// it is 64 bits it is std::int64_t itself, and the byte-image tests on both platforms catch a
+// 32-bit field written as `long`.
 template <typename T>
-constexpr bool kIsWireType = std::is_arithmetic<T>::value && !std::is_same<T, long>::value &&
-                             !std::is_same<T, unsigned long>::value && !std::is_same<T, bool>::value;
+constexpr bool kIsWireType =
+    std::is_arithmetic<T>::value && !std::is_same<T, bool>::value &&
+    !(sizeof(long) == 4 && (std::is_same<T, long>::value || std::is_same<T, unsigned long>::value));
 }  // namespace detail
 
 /// Returns pos + n when n bytes fit before end; otherwise throws BufferOverflow.
