@@ -1,0 +1,206 @@
+// The display format table: names, lookups, the overflow text, and number formats that print
+// exactly what the C library's printf prints for the same format text.
+#include "qmstatic/text/DisplayFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "qmstatic/text/NumberToText.h"
+
+namespace {
+
+const struct {
+  const char* name;
+  const char* printfText;
+} kFormats[74] = {{"General", "%G"},
+                  {"0", "%0.0f"},
+                  {"0.0", "%0.1f"},
+                  {"0.00", "%0.2f"},
+                  {"0.000", "%0.3f"},
+                  {"0.0000", "%0.4f"},
+                  {"0.00000", "%0.5f"},
+                  {"0.000000", "%0.6f"},
+                  {"0.0000000", "%0.7f"},
+                  {"0.00000000", "%0.8f"},
+                  {"0E0", "%0.0E"},
+                  {"0.0E+0", "%0.1E"},
+                  {"0.00E+0", "%0.2E"},
+                  {"0.000E+0", "%0.3E"},
+                  {"0.0000E+0", "%0.4E"},
+                  {"0.00000E+0", "%0.5E"},
+                  {"0.000000E+0", "%0.6E"},
+                  {"0.0000000E+0", "%0.7E"},
+                  {"0.00000000E+0", "%0.8E"},
+                  {"00", "%02.0f"},
+                  {"000", "%03.0f"},
+                  {"0000", "%04.0f"},
+                  {"00000", "%05.0f"},
+                  {"000000", "%06.0f"},
+                  {"0000000", "%07.0f"},
+                  {"00000000", "%08.0f"},
+                  {"H", "%0.0f"},
+                  {"H.H", "%0.1f"},
+                  {"H.HH", "%0.2f"},
+                  {"M", "%0.0f"},
+                  {"M.M", "%0.1f"},
+                  {"M.MM", "%0.2f"},
+                  {"S", "%0.0f"},
+                  {"S.S", "%0.1f"},
+                  {"S.SS", "%0.2f"},
+                  {"HH:MM", "%2.2lu:%2.2u"},
+                  {"HH:MM:SS", "%2.2lu:%2.2u:%2.2u"},
+                  {"HH:MM:SS.S", "%2.2lu:%2.2u:%2.2u.%1u"},
+                  {"HH:MM:SS.SS", "%2.2lu:%2.2u:%2.2u.%2.2u"},
+                  {"HH:MM:SS.SSS", "%2.2lu:%2.2u:%2.2u.%3.3u"},
+                  {"MM:SS", "%2.2lu:%2.2u"},
+                  {"MM:SS.S", "%2.2lu:%2.2u.%1u"},
+                  {"MM:SS.SS", "%2.2lu:%2.2u.%2.2u"},
+                  {"MM:SS.SSS", "%2.2lu:%2.2u.%3.3u"},
+                  {"hh:mm", "%2.2u:%2.2u"},
+                  {"hh:mm:ss", "%2.2u:%2.2u:%2.2u"},
+                  {"mm/dd hh:mm", "%2.2u/%2.2u %2.2u:%2.2u"},
+                  {"mm/dd hh:mm:ss", "%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
+                  {"mm/dd/yy", "%2.2u/%2.2u/%2.2u"},
+                  {"mm/dd/yy hh:mm", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u"},
+                  {"mm/dd/yy hh:mm:ss", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
+                  {"dd/mm hh:mm", "%2.2u/%2.2u %2.2u:%2.2u"},
+                  {"dd/mm hh:mm:ss", "%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
+                  {"dd/mm/yy", "%2.2u/%2.2u/%2.2u"},
+                  {"dd/mm/yy hh:mm", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u"},
+                  {"dd/mm/yy hh:mm:ss", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
+                  {"0x0", "0x%01X"},
+                  {"0x00", "0x%02X"},
+                  {"0x000", "0x%03X"},
+                  {"0x0000", "0x%04X"},
+                  {"0x00000", "0x%05X"},
+                  {"0x000000", "0x%06X"},
+                  {"0x0000000", "0x%07X"},
+                  {"0x00000000", "0x%08X"},
+                  {"mm/dd/yyyy", "%2.2u/%2.2u/%4.4u"},
+                  {"mm/dd/yyyy hh:mm", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u"},
+                  {"mm/dd/yyyy hh:mm:ss", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u:%2.2u"},
+                  {"dd/mm/yyyy", "%2.2u/%2.2u/%4.4u"},
+                  {"dd/mm/yyyy hh:mm", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u"},
+                  {"dd/mm/yyyy hh:mm:ss", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u:%2.2u"},
+                  {"yyyy-mm-dd", "%4.4u-%2.2u-%2.2u"},
+                  {"yyyy-mm-dd hh:mm", "%4.4u-%2.2u-%2.2u %2.2u:%2.2u"},
+                  {"yyyy-mm-dd hh:mm:ss", "%4.4u-%2.2u-%2.2u %2.2u:%2.2u:%2.2u"},
+                  {"hh:mm:ss.s", "%2.2u:%2.2u:%2.2u.%1u"}};
+
+TEST(DisplayFormat, NamesLookUpExactlyAndCaseSensitively) {
+  char buf[32];
+  for (short i = 0; i < 74; ++i) {
+    short index = -1;
+    EXPECT_TRUE(IsFormat0(kFormats[i].name, &index)) << kFormats[i].name;
+    EXPECT_EQ(i, index);
+    EXPECT_STREQ(kFormats[i].name, GetFormatText0(static_cast<unsigned>(i), buf, sizeof buf));
+  }
+  short index = -1;
+  EXPECT_TRUE(IsFormat0("HH:MM:SS", &index));
+  EXPECT_EQ(36, index);
+  EXPECT_TRUE(IsFormat0("hh:mm:ss", &index));
+  EXPECT_EQ(45, index);
+  index = 99;
+  for (const char* name : {"0.00 ", "general", "", "hh:MM", "0x", "yyyy/mm/dd"}) {
+    EXPECT_FALSE(IsFormat0(name, &index)) << name;
+  }
+  EXPECT_FALSE(IsFormat0(nullptr, &index));
+  EXPECT_EQ(99, index);
+}
+
+TEST(DisplayFormat, FormatTextIsCutAndAlwaysTerminated) {
+  char buf[16];
+  EXPECT_STREQ("General", GetFormatText0(200, buf, 16));
+  EXPECT_STREQ("General", GetFormatText0(74, buf, 16));
+  EXPECT_STREQ("HH:", GetFormatText0(36, buf, 4));
+  EXPECT_STREQ("", GetFormatText0(36, buf, 1));
+  std::memset(buf, 'x', sizeof buf);
+  EXPECT_EQ(buf, GetFormatText0(1, buf, 0));
+  EXPECT_EQ('x', buf[0]);
+}
+
+TEST(DisplayFormat, OverflowTextIsAtMostFifteenAsterisks) {
+  char buf[40];
+  EXPECT_EQ(-4, SetOverflow(buf, 5));
+  EXPECT_STREQ("****", buf);
+  EXPECT_EQ(-15, SetOverflow(buf, 16));
+  EXPECT_STREQ("***************", buf);
+  EXPECT_EQ(-15, SetOverflow(buf, 40));
+  EXPECT_STREQ("***************", buf);
+  EXPECT_EQ(0, SetOverflow(buf, 1));
+  EXPECT_STREQ("", buf);
+  buf[0] = 'x';
+  EXPECT_EQ(0, SetOverflow(buf, 0));
+  EXPECT_EQ('x', buf[0]);
+}
+
+// Values that stress printf's decisions: ties in every precision, roll-overs to the next power
+// of ten, the %G switch between fixed and scientific, and the ends of the double range.
+std::vector<double> NumbersToCompare() {
+  std::vector<double> values = {
+      0.0,         -0.0,     0.5,           1.5,
+      2.5,         -2.5,     0.125,         0.375,
+      1e-5,        0.0001,   0.00009999995, 999999.5,
+      9999995.0,   123456.5, 1e15,          9.5,
+      99.95,       0.05,     1e100,         -1e-100,
+      DBL_MAX,     -DBL_MAX, DBL_MIN,       std::numeric_limits<double>::denorm_min(),
+      4294967295.5};
+  const double specials[] = {std::numeric_limits<double>::infinity(),
+                             std::numeric_limits<double>::quiet_NaN()};
+  for (double s : specials) {
+    values.push_back(s);
+    values.push_back(-s);
+  }
+  std::mt19937_64 random(20240520);
+  for (int i = 0; i < 12000; ++i) {
+    // Any bit pattern: every exponent, subnormals, and now and then NaN or an infinity.
+    const std::uint64_t bits = random();
+    double v;
+    std::memcpy(&v, &bits, sizeof v);
+    values.push_back(v);
+    // Numbers as displays see them: a few digits, exact binary fractions that tie when rounded.
+    const double scale = std::pow(10.0, static_cast<int>(random() % 17) - 8);
+    values.push_back((static_cast<std::int64_t>(random() % 2000001) - 1000000) * scale);
+    values.push_back(static_cast<double>(random() % 100000) + (random() % 8) / 8.0);
+  }
+  return values;
+}
+
+TEST(DisplayFormat, NumberFormatsPrintWhatPrintfPrints) {
+  char expected[400];
+  char got[400];
+  for (double v : NumbersToCompare()) {
+    for (unsigned f = 0; f <= 25; ++f) {
+      const int n = std::snprintf(expected, sizeof expected, kFormats[f].printfText, v);
+      ASSERT_EQ(n, NumberToText0(v, f, got, sizeof got)) << kFormats[f].printfText << " " << v;
+      ASSERT_STREQ(expected, got) << kFormats[f].printfText;
+    }
+  }
+}
+
+TEST(DisplayFormat, HexadecimalFormatsPrintTheTruncated32BitValue) {
+  char expected[32];
+  char got[32];
+  std::mt19937 random(56);
+  for (int i = 0; i < 4000; ++i) {
+    const std::int32_t n = static_cast<std::int32_t>(random());
+    const double fraction = (random() % 1000) / 1000.0;
+    for (unsigned f = 56; f <= 63; ++f) {
+      std::snprintf(expected, sizeof expected, kFormats[f].printfText, static_cast<unsigned>(n));
+      // Truncation toward zero: n + 0.x and n - 0.x both show n.
+      const double v = n >= 0 ? n + fraction : n - fraction;
+      ASSERT_EQ(static_cast<int>(std::strlen(expected)), NumberToText0(v, f, got, sizeof got));
+      ASSERT_STREQ(expected, got) << v;
+    }
+  }
+}
+
+}  // namespace

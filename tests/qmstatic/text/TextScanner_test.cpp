@@ -1,0 +1,385 @@
+// Typed-in numbers, durations, times of day and dates, and the calendar behind them.
+#include "qmstatic/text/TextScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qmstatic/text/TextScanner_impl.h"
+
+namespace {
+
+// Pins the reference year of the date scanner for one test, whatever the current year is.
+class PinnedYear {
+ public:
+  explicit PinnedYear(int year) : previous_(zo::kel::detail::PinReferenceYear(year)) {}
+  ~PinnedYear() { zo::kel::detail::PinReferenceYear(previous_); }
+
+ private:
+  int previous_;
+};
+
+constexpr double kNotWritten = -12345.0;
+
+TEST(AsciiToNumber, AcceptsDecimalScientificAndHexadecimal) {
+  const struct {
+    const char* text;
+    double expected;
+  } cases[] = {
+      {"1.5E3", 1500.0},
+      {"-.5", -0.5},
+      {"0x1F", 31.0},
+      {"0x1f", 31.0},
+      {"  42  ", 42.0},
+      {"5 ", 5.0},
+      {"5.", 5.0},
+      {".5", 0.5},
+      {"0", 0.0},
+      {"007", 7.0},
+      {"+12", 12.0},
+      {"0e5", 0.0},
+      {"2E+2", 200.0},
+      {"0XABCDEF", 11259375.0},
+      {"00x10", 16.0},
+      {"0.25 ", 0.25},
+      // Negative exponents multiply by powers of 0.1, so 1e-2 is 0.1 * 0.1, one bit above 0.01.
+      {"1e-2", 0x1.47ae147ae147cp-7},
+      // The exponent is a 16-bit count: 65537 wraps to 1.
+      {"1e65537", 10.0}};
+  for (const auto& c : cases) {
+    double value = kNotWritten;
+    EXPECT_TRUE(AsciiToNumber(c.text, &value)) << c.text;
+    EXPECT_EQ(c.expected, value) << c.text;
+  }
+  double negativeZero = 1.0;
+  ASSERT_TRUE(AsciiToNumber("-0", &negativeZero));
+  EXPECT_TRUE(std::signbit(negativeZero));
+}
+
+TEST(AsciiToNumber, RefusesWhatTheTableRefusesAndLeavesTheOutputAlone) {
+  // "0 " and "0." fail while "5 " and "5." pass; hexadecimal takes no sign and no blank after.
+  for (const char* text : {"0 ",   "0.",  "-0x1F", "0x1F ", "",    " ",     ".",    "-",
+                           "+",    "E5",  "1E",    "1e+",   "0x",  "1.5.2", "1-",   "12a",
+                           "0x1G", "1,5", "\t1",   "5e 2",  "1x2", "- 5",   "0xx1", "\xc3\xa9"}) {
+    double value = kNotWritten;
+    EXPECT_FALSE(AsciiToNumber(text, &value)) << '"' << text << '"';
+    EXPECT_EQ(kNotWritten, value) << text;
+  }
+  double value = kNotWritten;
+  EXPECT_FALSE(AsciiToNumber(nullptr, &value));
+  EXPECT_EQ(kNotWritten, value);
+}
+
+TEST(AsciiToNumber, AgreesWithStrtodOnIntegersAndStaysCloseOnDecimals) {
+  std::srand(7);
+  char text[64];
+  for (int i = 0; i < 20000; ++i) {
+    const long long whole = (static_cast<long long>(std::rand()) << 20) ^ std::rand();
+    std::snprintf(text, sizeof text, "%s%lld", i % 2 ? "-" : "", whole);
+    double value = 0.0;
+    ASSERT_TRUE(AsciiToNumber(text, &value)) << text;
+    EXPECT_EQ(std::strtod(text, nullptr), value) << text;  // exact below 2^53
+
+    std::snprintf(text, sizeof text, "%d.%03de%d", std::rand() % 100000, std::rand() % 1000,
+                  std::rand() % 601 - 300);
+    ASSERT_TRUE(AsciiToNumber(text, &value)) << text;
+    const double reference = std::strtod(text, nullptr);
+    EXPECT_NEAR(reference, value, std::fabs(reference) * 1e-13) << text;
+  }
+}
+
+TEST(AsciiToDays, ReadsDurationsWithTheirFieldLimits) {
+  const struct {
+    const char* text;
+    double seconds;
+  } cases[] = {{"90", 90},
+               {"1:30", 90},
+               {"1:00:00:00", 86400},
+               {"25:00:00", 90000},
+               {"30:00:00", 108000},
+               {"99:00", 5940},
+               {"1.5", 1.5},
+               {"1:30.25", 90.25},
+               {" 1:30 ", 90},
+               {"5.", 5},
+               {"", 0},
+               {"   ", 0},
+               {"1:", 60},
+               {"1:30:", 5400},
+               {":5", 5},
+               {"2:23:59:59.5", 259199.5},
+               {"100000", 100000},
+               {".5", 0.5}};
+  for (const auto& c : cases) {
+    double days = kNotWritten;
+    EXPECT_TRUE(AsciiToDays(c.text, &days)) << '"' << c.text << '"';
+    EXPECT_NEAR(c.seconds, days * 86400.0, 1e-6) << c.text;
+  }
+  // Seconds below 60 with a colon, minutes with two, hours below 24 only with days; a fourth
+  // colon, a second point, or colons and points without digits fail.
+  for (const char* text : {"1:24:00:00", "1:60", "1:60:00", "0:0:0:0:0", "1.5:30", "1.2.3", ":",
+                           ".", "::", "1 2", "1:30 x", "-5", "1,5"}) {
+    double days = kNotWritten;
+    EXPECT_FALSE(AsciiToDays(text, &days)) << '"' << text << '"';
+    EXPECT_EQ(kNotWritten, days) << text;
+  }
+}
+
+TEST(AsciiToTime, ReadsTimesOfDayOnly) {
+  const struct {
+    const char* text;
+    double seconds;
+  } cases[] = {
+      {"23:59:59", 86399}, {"12:", 43200}, {":30", 1800},      {" 7:05 ", 25500}, {"0:0:1", 1},
+      {"12:30 ", 45000},   {"00:00", 0},   {"65537:00", 3600},  // 16-bit fields wrap: 65537 reads
+                                                                // as 1
+  };
+  for (const auto& c : cases) {
+    double days = kNotWritten;
+    EXPECT_TRUE(AsciiToTime(c.text, &days)) << '"' << c.text << '"';
+    EXPECT_NEAR(c.seconds, days * 86400.0, 1e-6) << c.text;
+  }
+  for (const char* text : {"24:00", "12", "12 ", ":", "::", "12:60", "12:30:60", "1:2:3:4",
+                           "12 :30", "", " ", "1.5:00", "12:30 x"}) {
+    double days = kNotWritten;
+    EXPECT_FALSE(AsciiToTime(text, &days)) << '"' << text << '"';
+    EXPECT_EQ(kNotWritten, days) << text;
+  }
+}
+
+TEST(AsciiToDateTime, ReadsDatesInEachOrderWithTheCenturyWindow) {
+  PinnedYear pin(2026);
+  const struct {
+    const char* text;
+    int format;
+    double days;
+  } cases[] = {{"12/25/99", 0, 36519},
+               {"12/25/30", 0, 47842},
+               {"2/29/1900", 0, 60},
+               {"2/29/2024", 64, 45351},
+               {"12/25", 0, 46381},
+               {"12/25/2078", 0, 65374},
+               {"12/25/2024 10:30", 0, 45651.4375},
+               {"12/25/2024  10:30", 0, 45651.4375},
+               {"  12/25/2024", 0, 45651},
+               {"1/1/76", 0, 27760},
+               {"1/1/75", 0, 63920},
+               {"2024-05-20", 0, 45432},
+               {"2024-05-20", 70, 45432},
+               {"2024/05/20", 71, 45432},
+               {"25/12/2024", 53, 45651},
+               {"25/12", 51, 46381},
+               {"25/12/2024 12:00", 69, 45651.5},
+               {"12/25/67536", 0, 36885},  // 16-bit slots: 67536 wraps to 2000
+               {"24-12-25", 70, 45651}};
+  for (const auto& c : cases) {
+    double days = kNotWritten;
+    EXPECT_TRUE(AsciiToDateTime(c.text, &days, c.format)) << c.text << " in format " << c.format;
+    EXPECT_NEAR(c.days, days, 1e-9) << c.text << " in format " << c.format;
+  }
+  const struct {
+    const char* text;
+    int format;
+  } failures[] = {
+      {"2/29/2023", 0},   {"12/25/1850", 0},  {"12/25/150", 0},   {"12/25/2079", 0},
+      {"12-25/2024", 0},  {"12/25-2024", 0},  {"12/25/2024 ", 0}, {"12/25/2024 25:00", 0},
+      {"2024-05-20", 53},  // rotated in day/month/year order, the month lands in the year
+      {"05-20", 0},       {"25-12", 51},      {"25/12/2024", 0},  {"13/01/2024", 0},
+      {"4/31/2024", 0},   {"0/10/2024", 0},   {"1/2/3/4", 0},     {"/1/2", 0},
+      {"12", 0},          {"12/25/2024x", 0}, {"12.25.2024", 0},  {"", 0},
+      {"12//2024", 0}};
+  for (const auto& f : failures) {
+    double days = kNotWritten;
+    EXPECT_FALSE(AsciiToDateTime(f.text, &days, f.format)) << f.text << " in format " << f.format;
+    EXPECT_EQ(kNotWritten, days) << f.text;
+  }
+}
+
+TEST(AsciiToDateTime, WindowFollowsTheReferenceYearNeverBefore1988) {
+  double days = 0;
+  {
+    PinnedYear pin(1988);
+    ASSERT_TRUE(AsciiToDateTime("1/1/38", &days, 0));
+    EXPECT_EQ(13881, days);  // 1938: the window is 1938 to 2037
+    ASSERT_TRUE(AsciiToDateTime("1/1/37", &days, 0));
+    EXPECT_EQ(50041, days);  // 2037
+  }
+  // Unpinned, the reference year is the current local year, or 1988 before that.
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  ASSERT_NE(nullptr, localtime_r(&now, &local));
+  const int year = local.tm_year + 1900 < 1988 ? 1988 : local.tm_year + 1900;
+  EXPECT_EQ(year, zo::kel::detail::ReferenceYear());
+  ASSERT_TRUE(AsciiToDateTime("3/1", &days, 0));
+  EXPECT_EQ(DateDay0(1, 3, static_cast<unsigned>(year)), days);
+}
+
+TEST(DateDay0, CountsFrom1899WithALeapDayIn1900) {
+  EXPECT_EQ(61, DateDay0(1, 3, 1900));
+  EXPECT_EQ(36526, DateDay0(1, 1, 2000));
+  EXPECT_EQ(60, DateDay0(29, 2, 1900));
+  EXPECT_EQ(1, DateDay0(1, 1, 1900));
+  EXPECT_EQ(65535, DateDay0(4, 6, 2079));
+  EXPECT_EQ(0, DateDay0(5, 6, 2079));  // the 16-bit count wraps
+}
+
+// The proleptic Gregorian date `n` days after 1899-12-30, walked one day at a time.
+struct Civil {
+  int year, month, day;
+};
+
+std::vector<Civil> WalkCalendar(int count) {
+  std::vector<Civil> out;
+  Civil c{1899, 12, 30};
+  for (int n = 0; n < count; ++n) {
+    out.push_back(c);
+    const bool leap = (c.year % 4 == 0 && c.year % 100 != 0) || c.year % 400 == 0;
+    const int lengths[] = {31, leap ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (++c.day > lengths[c.month - 1]) {
+      c.day = 1;
+      if (++c.month > 12) {
+        c.month = 1;
+        ++c.year;
+      }
+    }
+  }
+  return out;
+}
+
+// Day of the week of a Gregorian date, 0 for Sunday (Sakamoto's method).
+int Weekday(int y, int m, int d) {
+  static const int t[] = {0, 3, 2, 5, 0, 3, 5, 1, 4, 6, 2, 4};
+  if (m < 3) --y;
+  return (y + y / 4 - y / 100 + y / 400 + t[m - 1] + d) % 7;
+}
+
+TEST(GetDate0, EveryDayCountMatchesAnIndependentCalendar) {
+  const std::vector<Civil> civil = WalkCalendar(65537);
+  // The walk itself against the C library, where time_t reaches back to 1899.
+  if (sizeof(std::time_t) == 8) {
+    for (int n = 0; n < 65537; n += 997) {
+      const std::time_t t = static_cast<std::time_t>(-2209161600LL + 86400LL * n);
+      std::tm tm{};
+      ASSERT_NE(nullptr, gmtime_r(&t, &tm));
+      ASSERT_EQ(civil[n].year, tm.tm_year + 1900);
+      ASSERT_EQ(civil[n].month, tm.tm_mon + 1);
+      ASSERT_EQ(civil[n].day, tm.tm_mday);
+    }
+  }
+  char text[32];
+  for (int n = 0; n <= 65535; ++n) {
+    // This calendar has 1900-02-29 (day 60), so days before it are one later than Gregorian.
+    Civil expected = n == 0    ? Civil{1900, 1, 0}
+                     : n < 60  ? civil[n + 1]
+                     : n == 60 ? Civil{1900, 2, 29}
+                               : civil[n];
+    const int lengths[] = {31, expected.year % 4 == 0 ? 29 : 28, 31, 30, 31, 30, 31, 31, 30, 31, 30,
+                           31};
+    int dayOfYear = expected.day;
+    for (int m = 1; m < expected.month; ++m) dayOfYear += lengths[m - 1];
+
+    double days = n + 0.75;
+    unsigned short f[kDateFieldCount];
+    GetDate0(&days, f);
+    ASSERT_EQ(expected.year, f[kDateYear]) << n;
+    ASSERT_EQ(expected.month, f[kDateMonth]) << n;
+    ASSERT_EQ(expected.day, f[kDateDayOfMonth]) << n;
+    ASSERT_EQ(dayOfYear, f[kDateDayOfYear]) << n;
+    ASSERT_EQ(Weekday(civil[n].year, civil[n].month, civil[n].day) + 1, f[kDateDayOfWeek]) << n;
+    ASSERT_EQ(lengths[expected.month - 1], f[kDateDaysInMonth]) << n;
+    ASSERT_EQ(expected.year % 4 == 0 ? 366 : 365, f[kDateDaysInYear]) << n;
+    ASSERT_EQ(18, f[kDateHour]) << n;
+    ASSERT_EQ(0, f[kDateMinute] + f[kDateSecond] + f[kDateMillisecond]) << n;
+    if (n == 0) continue;
+    ASSERT_EQ(n, DateDay0(expected.day, expected.month, expected.year)) << n;
+    // And the date typed back in reads as the same day, up to the last four-digit year.
+    if (expected.year > 2078) continue;
+    std::snprintf(text, sizeof text, "%d/%d/%d", expected.month, expected.day, expected.year);
+    double typed = 0;
+    ASSERT_TRUE(AsciiToDateTime(text, &typed, 0)) << text;
+    ASSERT_EQ(n, typed) << text;
+  }
+}
+
+TEST(GetDate0, SplitsTheTimeOfDayAndWrapsLargeCounts) {
+  double days = 36526.75;
+  unsigned short f[kDateFieldCount];
+  GetDate0(&days, f);
+  EXPECT_EQ(2000, f[kDateYear]);
+  EXPECT_EQ(1, f[kDateMonth]);
+  EXPECT_EQ(1, f[kDateDayOfMonth]);
+  EXPECT_EQ(18, f[kDateHour]);
+  EXPECT_EQ(0, f[kDateMinute]);
+  EXPECT_EQ(36526.75, days);
+  // Every second of a day, stored as seconds / 86400, reads back as that second: the 1e-08 day
+  // added before truncation keeps values stored a hair low from losing a unit.
+  for (int s = 0; s < 86400; ++s) {
+    days = 40000 + s / 86400.0;
+    GetDate0(&days, f);
+    ASSERT_EQ(s, f[kDateHour] * 3600 + f[kDateMinute] * 60 + f[kDateSecond]) << s;
+    ASSERT_EQ(0, f[kDateMillisecond]) << s;
+  }
+  days = 40000 + 1.5 / 86400.0;
+  GetDate0(&days, f);
+  EXPECT_EQ(500, f[kDateMillisecond]);
+  // Counts beyond 16 bits wrap; -1 is the last day; NaN and values beyond 32 bits read as day 0.
+  for (double wrapped : {65536.5 + 36526, -1.0, 1e300}) {
+    days = wrapped;
+    GetDate0(&days, f);
+    const int expectedYear = wrapped > 1e10 ? 1900 : wrapped < 0 ? 2079 : 2000;
+    EXPECT_EQ(expectedYear, f[kDateYear]) << wrapped;
+  }
+}
+
+TEST(TextToNumber0, TriesNumberThenDurationThenDate) {
+  PinnedYear pin(2026);
+  double value = kNotWritten;
+  EXPECT_TRUE(TextToNumber0("42", &value, 0));
+  EXPECT_EQ(42, value);
+  EXPECT_TRUE(TextToNumber0("1:30", &value, 0));
+  EXPECT_NEAR(90, value * 86400, 1e-9);
+  EXPECT_TRUE(TextToNumber0("  ", &value, 0));  // not a number, but an empty duration
+  EXPECT_EQ(0, value);
+  EXPECT_TRUE(TextToNumber0("25/12/2024", &value, 67));
+  EXPECT_EQ(45651, value);
+  value = kNotWritten;
+  for (const char* text : {"", "abc", "25/12/2024"}) EXPECT_FALSE(TextToNumber0(text, &value, 0));
+  EXPECT_FALSE(TextToNumber0(nullptr, &value, 0));
+  EXPECT_EQ(kNotWritten, value);
+}
+
+TEST(TextScanner, ConcurrentCallsAgree) {
+  // The month table is per call and the reference year is read once, on first use, by whichever
+  // thread comes first: threads on leap and common Februaries never see each other's table.
+  const struct {
+    double days;
+    int month, monthLength;
+  } dates[] = {{36585, 2, 29}, {36937, 2, 28}, {36951, 3, 31}, {60, 2, 29}};
+  std::vector<int> failures(4, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t, &dates, &failures] {
+      for (int i = 0; i < 3000; ++i) {
+        const auto& date = dates[(t + i) % 4];
+        double days = date.days;
+        unsigned short f[kDateFieldCount];
+        GetDate0(&days, f);
+        double typed = 0;
+        if (f[kDateMonth] != date.month || f[kDateDaysInMonth] != date.monthLength ||
+            !AsciiToDateTime("2/29/2000", &typed, 0) || typed != 36585) {
+          ++failures[t];
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (int f : failures) EXPECT_EQ(0, f);
+}
+
+}  // namespace
