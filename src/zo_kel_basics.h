@@ -23,5 +23,9 @@
 #include "kel/time/AbsTime.h"
 #include "kel/time/TimeConversions.h"
 #include "kel/time/tFixedPoint128.h"
+#include "qmstatic/text/DisplayFormat.h"
+#include "qmstatic/text/LogicalText.h"
+#include "qmstatic/text/NumberToText.h"
+#include "qmstatic/text/TextScanner.h"
 
 #endif  // ZO_KEL_BASICS_H

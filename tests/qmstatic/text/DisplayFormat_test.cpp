@@ -17,91 +17,39 @@
 
 namespace {
 
-const struct {
-  const char* name;
-  const char* printfText;
-} kFormats[74] = {{"General", "%G"},
-                  {"0", "%0.0f"},
-                  {"0.0", "%0.1f"},
-                  {"0.00", "%0.2f"},
-                  {"0.000", "%0.3f"},
-                  {"0.0000", "%0.4f"},
-                  {"0.00000", "%0.5f"},
-                  {"0.000000", "%0.6f"},
-                  {"0.0000000", "%0.7f"},
-                  {"0.00000000", "%0.8f"},
-                  {"0E0", "%0.0E"},
-                  {"0.0E+0", "%0.1E"},
-                  {"0.00E+0", "%0.2E"},
-                  {"0.000E+0", "%0.3E"},
-                  {"0.0000E+0", "%0.4E"},
-                  {"0.00000E+0", "%0.5E"},
-                  {"0.000000E+0", "%0.6E"},
-                  {"0.0000000E+0", "%0.7E"},
-                  {"0.00000000E+0", "%0.8E"},
-                  {"00", "%02.0f"},
-                  {"000", "%03.0f"},
-                  {"0000", "%04.0f"},
-                  {"00000", "%05.0f"},
-                  {"000000", "%06.0f"},
-                  {"0000000", "%07.0f"},
-                  {"00000000", "%08.0f"},
-                  {"H", "%0.0f"},
-                  {"H.H", "%0.1f"},
-                  {"H.HH", "%0.2f"},
-                  {"M", "%0.0f"},
-                  {"M.M", "%0.1f"},
-                  {"M.MM", "%0.2f"},
-                  {"S", "%0.0f"},
-                  {"S.S", "%0.1f"},
-                  {"S.SS", "%0.2f"},
-                  {"HH:MM", "%2.2lu:%2.2u"},
-                  {"HH:MM:SS", "%2.2lu:%2.2u:%2.2u"},
-                  {"HH:MM:SS.S", "%2.2lu:%2.2u:%2.2u.%1u"},
-                  {"HH:MM:SS.SS", "%2.2lu:%2.2u:%2.2u.%2.2u"},
-                  {"HH:MM:SS.SSS", "%2.2lu:%2.2u:%2.2u.%3.3u"},
-                  {"MM:SS", "%2.2lu:%2.2u"},
-                  {"MM:SS.S", "%2.2lu:%2.2u.%1u"},
-                  {"MM:SS.SS", "%2.2lu:%2.2u.%2.2u"},
-                  {"MM:SS.SSS", "%2.2lu:%2.2u.%3.3u"},
-                  {"hh:mm", "%2.2u:%2.2u"},
-                  {"hh:mm:ss", "%2.2u:%2.2u:%2.2u"},
-                  {"mm/dd hh:mm", "%2.2u/%2.2u %2.2u:%2.2u"},
-                  {"mm/dd hh:mm:ss", "%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
-                  {"mm/dd/yy", "%2.2u/%2.2u/%2.2u"},
-                  {"mm/dd/yy hh:mm", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u"},
-                  {"mm/dd/yy hh:mm:ss", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
-                  {"dd/mm hh:mm", "%2.2u/%2.2u %2.2u:%2.2u"},
-                  {"dd/mm hh:mm:ss", "%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
-                  {"dd/mm/yy", "%2.2u/%2.2u/%2.2u"},
-                  {"dd/mm/yy hh:mm", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u"},
-                  {"dd/mm/yy hh:mm:ss", "%2.2u/%2.2u/%2.2u %2.2u:%2.2u:%2.2u"},
-                  {"0x0", "0x%01X"},
-                  {"0x00", "0x%02X"},
-                  {"0x000", "0x%03X"},
-                  {"0x0000", "0x%04X"},
-                  {"0x00000", "0x%05X"},
-                  {"0x000000", "0x%06X"},
-                  {"0x0000000", "0x%07X"},
-                  {"0x00000000", "0x%08X"},
-                  {"mm/dd/yyyy", "%2.2u/%2.2u/%4.4u"},
-                  {"mm/dd/yyyy hh:mm", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u"},
-                  {"mm/dd/yyyy hh:mm:ss", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u:%2.2u"},
-                  {"dd/mm/yyyy", "%2.2u/%2.2u/%4.4u"},
-                  {"dd/mm/yyyy hh:mm", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u"},
-                  {"dd/mm/yyyy hh:mm:ss", "%2.2u/%2.2u/%4.4u %2.2u:%2.2u:%2.2u"},
-                  {"yyyy-mm-dd", "%4.4u-%2.2u-%2.2u"},
-                  {"yyyy-mm-dd hh:mm", "%4.4u-%2.2u-%2.2u %2.2u:%2.2u"},
-                  {"yyyy-mm-dd hh:mm:ss", "%4.4u-%2.2u-%2.2u %2.2u:%2.2u:%2.2u"},
-                  {"hh:mm:ss.s", "%2.2u:%2.2u:%2.2u.%1u"}};
+// The 74 format names and the printf texts of the number (0-25) and hexadecimal (56-63)
+// formats, in number order.
+// clang-format off
+const char* const kNames[74] = {
+    "General", "0", "0.0", "0.00", "0.000", "0.0000", "0.00000", "0.000000", "0.0000000",
+    "0.00000000", "0E0", "0.0E+0", "0.00E+0", "0.000E+0", "0.0000E+0", "0.00000E+0",
+    "0.000000E+0", "0.0000000E+0", "0.00000000E+0",
+    "00", "000", "0000", "00000", "000000", "0000000", "00000000",
+    "H", "H.H", "H.HH", "M", "M.M", "M.MM", "S", "S.S", "S.SS",
+    "HH:MM", "HH:MM:SS", "HH:MM:SS.S", "HH:MM:SS.SS", "HH:MM:SS.SSS",
+    "MM:SS", "MM:SS.S", "MM:SS.SS", "MM:SS.SSS",
+    "hh:mm", "hh:mm:ss", "mm/dd hh:mm", "mm/dd hh:mm:ss",
+    "mm/dd/yy", "mm/dd/yy hh:mm", "mm/dd/yy hh:mm:ss", "dd/mm hh:mm", "dd/mm hh:mm:ss",
+    "dd/mm/yy", "dd/mm/yy hh:mm", "dd/mm/yy hh:mm:ss",
+    "0x0", "0x00", "0x000", "0x0000", "0x00000", "0x000000", "0x0000000", "0x00000000",
+    "mm/dd/yyyy", "mm/dd/yyyy hh:mm", "mm/dd/yyyy hh:mm:ss",
+    "dd/mm/yyyy", "dd/mm/yyyy hh:mm", "dd/mm/yyyy hh:mm:ss",
+    "yyyy-mm-dd", "yyyy-mm-dd hh:mm", "yyyy-mm-dd hh:mm:ss", "hh:mm:ss.s"};
+const char* const kNumberPrintf[26] = {
+    "%G", "%0.0f", "%0.1f", "%0.2f", "%0.3f", "%0.4f", "%0.5f", "%0.6f", "%0.7f", "%0.8f",
+    "%0.0E", "%0.1E", "%0.2E", "%0.3E", "%0.4E", "%0.5E", "%0.6E", "%0.7E", "%0.8E",
+    "%02.0f", "%03.0f", "%04.0f", "%05.0f", "%06.0f", "%07.0f", "%08.0f"};
+const char* const kHexPrintf[8] = {
+    "0x%01X", "0x%02X", "0x%03X", "0x%04X", "0x%05X", "0x%06X", "0x%07X", "0x%08X"};
+// clang-format on
 
 TEST(DisplayFormat, NamesLookUpExactlyAndCaseSensitively) {
   char buf[32];
   for (short i = 0; i < 74; ++i) {
     short index = -1;
-    EXPECT_TRUE(IsFormat0(kFormats[i].name, &index)) << kFormats[i].name;
+    EXPECT_TRUE(IsFormat0(kNames[i], &index)) << kNames[i];
     EXPECT_EQ(i, index);
-    EXPECT_STREQ(kFormats[i].name, GetFormatText0(static_cast<unsigned>(i), buf, sizeof buf));
+    EXPECT_STREQ(kNames[i], GetFormatText0(static_cast<unsigned>(i), buf, sizeof buf));
   }
   short index = -1;
   EXPECT_TRUE(IsFormat0("HH:MM:SS", &index));
@@ -179,9 +127,9 @@ TEST(DisplayFormat, NumberFormatsPrintWhatPrintfPrints) {
   char got[400];
   for (double v : NumbersToCompare()) {
     for (unsigned f = 0; f <= 25; ++f) {
-      const int n = std::snprintf(expected, sizeof expected, kFormats[f].printfText, v);
-      ASSERT_EQ(n, NumberToText0(v, f, got, sizeof got)) << kFormats[f].printfText << " " << v;
-      ASSERT_STREQ(expected, got) << kFormats[f].printfText;
+      const int n = std::snprintf(expected, sizeof expected, kNumberPrintf[f], v);
+      ASSERT_EQ(n, NumberToText0(v, f, got, sizeof got)) << kNumberPrintf[f] << " " << v;
+      ASSERT_STREQ(expected, got) << kNumberPrintf[f];
     }
   }
 }
@@ -194,7 +142,7 @@ TEST(DisplayFormat, HexadecimalFormatsPrintTheTruncated32BitValue) {
     const std::int32_t n = static_cast<std::int32_t>(random());
     const double fraction = (random() % 1000) / 1000.0;
     for (unsigned f = 56; f <= 63; ++f) {
-      std::snprintf(expected, sizeof expected, kFormats[f].printfText, static_cast<unsigned>(n));
+      std::snprintf(expected, sizeof expected, kHexPrintf[f - 56], static_cast<unsigned>(n));
       // Truncation toward zero: n + 0.x and n - 0.x both show n.
       const double v = n >= 0 ? n + fraction : n - fraction;
       ASSERT_EQ(static_cast<int>(std::strlen(expected)), NumberToText0(v, f, got, sizeof got));

@@ -43,24 +43,18 @@ TEST(NumberToText0, NumbersAndDurationsAsOneNumber) {
 }
 
 TEST(NumberToText0, ElapsedClockTextTruncatesAndDoesNotWrapHours) {
+  // 5430.5 s stored a hair low still shows .5: 1e-08 day is added before truncating; 1.96 s
+  // shows 1.9, truncated. Hours are 32-bit unsigned on every platform: 24 * 2147483646 wraps to
+  // 4294967248. Negative durations are outside the domain: their fields wrap, without an error.
+  // clang-format off
   const Shown cases[] = {
-      // 5430.5 s stored a hair low still shows .5: 1e-08 day is added before truncating.
-      {5430.5 * kSecond, 37, "01:30:30.5"},
-      {0.5 * kSecond, 37, "00:00:00.5"},
-      {2.5, 35, "60:00"},
-      {2.5, 36, "60:00:00"},
-      {2.5, 40, "3600:00"},
-      {1.96 * kSecond, 37, "00:00:01.9"},  // truncated, never rounded up
-      {1.999 * kSecond, 39, "00:00:01.999"},
-      {1.25 * kSecond, 38, "00:00:01.25"},
-      {(62 + 0.375) * kSecond, 41, "01:02.3"},
-      {(62 + 0.375) * kSecond, 42, "01:02.37"},
-      {1 + (3600 + 62 + 0.375) * kSecond, 43, "1501:02.375"},
-      {100000, 35, "2400000:00"},
-      // Hours are 32-bit unsigned on every platform: 24 * 2147483646 wraps to 4294967248.
-      {2147483646, 35, "4294967248:00"},
-      // Negative durations are outside the domain: their fields wrap, without an error.
-      {-0.5, 35, "1181:02"}};
+      {5430.5 * kSecond, 37, "01:30:30.5"}, {0.5 * kSecond, 37, "00:00:00.5"},
+      {2.5, 35, "60:00"}, {2.5, 36, "60:00:00"}, {2.5, 40, "3600:00"},
+      {1.96 * kSecond, 37, "00:00:01.9"}, {1.999 * kSecond, 39, "00:00:01.999"},
+      {1.25 * kSecond, 38, "00:00:01.25"}, {(62 + 0.375) * kSecond, 41, "01:02.3"},
+      {(62 + 0.375) * kSecond, 42, "01:02.37"}, {1 + (3600 + 62 + 0.375) * kSecond, 43, "1501:02.375"},
+      {100000, 35, "2400000:00"}, {2147483646, 35, "4294967248:00"}, {-0.5, 35, "1181:02"}};
+  // clang-format on
   ExpectShown(std::begin(cases), std::end(cases));
   char buf[MAX_TEXT_TIME];
   for (double refused : {3e9, -3e9, 2147483647.0, kNaN, kInf}) {
@@ -71,35 +65,21 @@ TEST(NumberToText0, ElapsedClockTextTruncatesAndDoesNotWrapHours) {
 
 TEST(NumberToText0, CalendarFormatsFollowTheirNames) {
   const double evening = 45432 + (18 * 3600 + 7 * 60 + 9.3) * kSecond;  // 2024-05-20 18:07:09.3
+  // Day 0 is day 0 of January 1900; day counts wrap at 16 bits.
+  // clang-format off
   const Shown cases[] = {
-      {evening, 44, "18:07"},
-      {evening, 45, "18:07:09"},
-      {evening, 46, "05/20 18:07"},
-      {evening, 47, "05/20 18:07:09"},
-      {evening, 48, "05/20/24"},
-      {evening, 49, "05/20/24 18:07"},
-      {evening, 50, "05/20/24 18:07:09"},
-      {evening, 51, "20/05 18:07"},
-      {evening, 52, "20/05 18:07:09"},
-      {evening, 53, "20/05/24"},
-      {evening, 54, "20/05/24 18:07"},
-      {evening, 55, "20/05/24 18:07:09"},
-      {evening, 64, "05/20/2024"},
-      {evening, 65, "05/20/2024 18:07"},
-      {evening, 66, "05/20/2024 18:07:09"},
-      {evening, 67, "20/05/2024"},
-      {evening, 68, "20/05/2024 18:07"},
-      {evening, 69, "20/05/2024 18:07:09"},
-      {evening, 70, "2024-05-20"},
-      {evening, 71, "2024-05-20 18:07"},
-      {evening, 72, "2024-05-20 18:07:09"},
-      {evening, 73, "18:07:09.3"},
-      {2.5, 44, "12:00"},
-      {38354, 48, "01/02/05"},
-      {60, 70, "1900-02-29"},
-      {0, 64, "01/00/1900"},              // day 0 is day 0 of January 1900
-      {65536 + 45432, 70, "2024-05-20"},  // day counts wrap at 16 bits
-  };
+      {evening, 44, "18:07"}, {evening, 45, "18:07:09"}, {evening, 46, "05/20 18:07"},
+      {evening, 47, "05/20 18:07:09"}, {evening, 48, "05/20/24"}, {evening, 49, "05/20/24 18:07"},
+      {evening, 50, "05/20/24 18:07:09"}, {evening, 51, "20/05 18:07"},
+      {evening, 52, "20/05 18:07:09"}, {evening, 53, "20/05/24"}, {evening, 54, "20/05/24 18:07"},
+      {evening, 55, "20/05/24 18:07:09"}, {evening, 64, "05/20/2024"},
+      {evening, 65, "05/20/2024 18:07"}, {evening, 66, "05/20/2024 18:07:09"},
+      {evening, 67, "20/05/2024"}, {evening, 68, "20/05/2024 18:07"},
+      {evening, 69, "20/05/2024 18:07:09"}, {evening, 70, "2024-05-20"},
+      {evening, 71, "2024-05-20 18:07"}, {evening, 72, "2024-05-20 18:07:09"},
+      {evening, 73, "18:07:09.3"}, {2.5, 44, "12:00"}, {38354, 48, "01/02/05"},
+      {60, 70, "1900-02-29"}, {0, 64, "01/00/1900"}, {65536 + 45432, 70, "2024-05-20"}};
+  // clang-format on
   ExpectShown(std::begin(cases), std::end(cases));
   char buf[MAX_TEXT_TIME];
   EXPECT_EQ(-15, NumberToText0(kNaN, 70, buf, sizeof buf));

@@ -27,53 +27,53 @@ class PinnedYear {
 
 constexpr double kNotWritten = -12345.0;
 
-TEST(AsciiToNumber, AcceptsDecimalScientificAndHexadecimal) {
-  const struct {
-    const char* text;
-    double expected;
-  } cases[] = {
-      {"1.5E3", 1500.0},
-      {"-.5", -0.5},
-      {"0x1F", 31.0},
-      {"0x1f", 31.0},
-      {"  42  ", 42.0},
-      {"5 ", 5.0},
-      {"5.", 5.0},
-      {".5", 0.5},
-      {"0", 0.0},
-      {"007", 7.0},
-      {"+12", 12.0},
-      {"0e5", 0.0},
-      {"2E+2", 200.0},
-      {"0XABCDEF", 11259375.0},
-      {"00x10", 16.0},
-      {"0.25 ", 0.25},
-      // Negative exponents multiply by powers of 0.1, so 1e-2 is 0.1 * 0.1, one bit above 0.01.
-      {"1e-2", 0x1.47ae147ae147cp-7},
-      // The exponent is a 16-bit count: 65537 wraps to 1.
-      {"1e65537", 10.0}};
-  for (const auto& c : cases) {
-    double value = kNotWritten;
-    EXPECT_TRUE(AsciiToNumber(c.text, &value)) << c.text;
-    EXPECT_EQ(c.expected, value) << c.text;
-  }
-  double negativeZero = 1.0;
-  ASSERT_TRUE(AsciiToNumber("-0", &negativeZero));
-  EXPECT_TRUE(std::signbit(negativeZero));
-}
+struct Read {
+  const char* text;
+  double expected;
+};
 
-TEST(AsciiToNumber, RefusesWhatTheTableRefusesAndLeavesTheOutputAlone) {
-  // "0 " and "0." fail while "5 " and "5." pass; hexadecimal takes no sign and no blank after.
-  for (const char* text : {"0 ",   "0.",  "-0x1F", "0x1F ", "",    " ",     ".",    "-",
-                           "+",    "E5",  "1E",    "1e+",   "0x",  "1.5.2", "1-",   "12a",
-                           "0x1G", "1,5", "\t1",   "5e 2",  "1x2", "- 5",   "0xx1", "\xc3\xa9"}) {
+// Checks that `scan` accepts each text of `accepted` with its value (times `unit`, within
+// `tolerance`) and refuses each of `refused` and a null text, leaving its output alone.
+template <typename Scan, std::size_t A, std::size_t R>
+void ExpectScans(Scan scan, const Read (&accepted)[A], const char* const (&refused)[R], double unit,
+                 double tolerance) {
+  for (const Read& c : accepted) {
     double value = kNotWritten;
-    EXPECT_FALSE(AsciiToNumber(text, &value)) << '"' << text << '"';
-    EXPECT_EQ(kNotWritten, value) << text;
+    EXPECT_TRUE(scan(c.text, &value)) << '"' << c.text << '"';
+    EXPECT_NEAR(c.expected, value * unit, tolerance) << '"' << c.text << '"';
+  }
+  for (const char* text : refused) {
+    double value = kNotWritten;
+    EXPECT_FALSE(scan(text, &value)) << '"' << text << '"';
+    EXPECT_EQ(kNotWritten, value) << '"' << text << '"';
   }
   double value = kNotWritten;
-  EXPECT_FALSE(AsciiToNumber(nullptr, &value));
+  EXPECT_FALSE(scan(nullptr, &value));
   EXPECT_EQ(kNotWritten, value);
+}
+
+TEST(AsciiToNumber, AcceptsDecimalScientificAndHexadecimalWithTheTablesQuirks) {
+  // "0 " and "0." fail while "5 " and "5." pass; hexadecimal takes no sign and no blank after.
+  const Read accepted[] = {
+      {"1.5E3", 1500}, {"-.5", -0.5}, {"0x1F", 31},    {"0x1f", 31},
+      {"  42  ", 42},  {"5 ", 5},     {"5.", 5},       {".5", 0.5},
+      {"0", 0},        {"007", 7},    {"+12", 12},     {"0e5", 0},
+      {"2E+2", 200},   {"00x10", 16}, {"0.25 ", 0.25}, {"0XABCDEF", 11259375},
+  };
+  const char* const refused[] = {"0 ",  "0.",    "-0x1F", "0x1F ", "",     " ",
+                                 ".",   "-",     "+",     "E5",    "1E",   "1e+",
+                                 "0x",  "1.5.2", "1-",    "12a",   "0x1G", "1,5",
+                                 "\t1", "5e 2",  "1x2",   "- 5",   "0xx1", "\xc3\xa9"};
+  ExpectScans(AsciiToNumber, accepted, refused, 1, 0);
+  // Negative exponents multiply by powers of 0.1 (1e-2 is 0.1 * 0.1, one bit above 0.01), and
+  // the exponent is a 16-bit count (65537 wraps to 1).
+  double value = 0;
+  ASSERT_TRUE(AsciiToNumber("1e-2", &value));
+  EXPECT_EQ(0x1.47ae147ae147cp-7, value);
+  ASSERT_TRUE(AsciiToNumber("1e65537", &value));
+  EXPECT_EQ(10, value);
+  ASSERT_TRUE(AsciiToNumber("-0", &value));
+  EXPECT_TRUE(std::signbit(value));
 }
 
 TEST(AsciiToNumber, AgreesWithStrtodOnIntegersAndStaysCloseOnDecimals) {
@@ -95,109 +95,64 @@ TEST(AsciiToNumber, AgreesWithStrtodOnIntegersAndStaysCloseOnDecimals) {
 }
 
 TEST(AsciiToDays, ReadsDurationsWithTheirFieldLimits) {
-  const struct {
-    const char* text;
-    double seconds;
-  } cases[] = {{"90", 90},
-               {"1:30", 90},
-               {"1:00:00:00", 86400},
-               {"25:00:00", 90000},
-               {"30:00:00", 108000},
-               {"99:00", 5940},
-               {"1.5", 1.5},
-               {"1:30.25", 90.25},
-               {" 1:30 ", 90},
-               {"5.", 5},
-               {"", 0},
-               {"   ", 0},
-               {"1:", 60},
-               {"1:30:", 5400},
-               {":5", 5},
-               {"2:23:59:59.5", 259199.5},
-               {"100000", 100000},
-               {".5", 0.5}};
-  for (const auto& c : cases) {
-    double days = kNotWritten;
-    EXPECT_TRUE(AsciiToDays(c.text, &days)) << '"' << c.text << '"';
-    EXPECT_NEAR(c.seconds, days * 86400.0, 1e-6) << c.text;
-  }
-  // Seconds below 60 with a colon, minutes with two, hours below 24 only with days; a fourth
-  // colon, a second point, or colons and points without digits fail.
-  for (const char* text : {"1:24:00:00", "1:60", "1:60:00", "0:0:0:0:0", "1.5:30", "1.2.3", ":",
-                           ".", "::", "1 2", "1:30 x", "-5", "1,5"}) {
-    double days = kNotWritten;
-    EXPECT_FALSE(AsciiToDays(text, &days)) << '"' << text << '"';
-    EXPECT_EQ(kNotWritten, days) << text;
-  }
+  // Seconds below 60 with a colon, minutes with two, hours below 24 only with days ("30:00:00"
+  // is 30 hours); a fourth colon, a second point, or colons and points without digits fail.
+  // clang-format off
+  const Read accepted[] = {
+      {"90", 90}, {"1:30", 90}, {"1:00:00:00", 86400}, {"25:00:00", 90000}, {"30:00:00", 108000},
+      {"99:00", 5940}, {"1.5", 1.5}, {"1:30.25", 90.25}, {" 1:30 ", 90}, {"5.", 5}, {"", 0},
+      {"   ", 0}, {"1:", 60}, {"1:30:", 5400}, {":5", 5}, {".5", 0.5}, {"100000", 100000},
+      {"2:23:59:59.5", 259199.5}};
+  // clang-format on
+  const char* const refused[] = {"1:24:00:00", "1:60", "1:60:00", "0:0:0:0:0", "1.5:30",
+                                 "1.2.3",      ":",    ".",       "::",        "1 2",
+                                 "1:30 x",     "-5",   "1,5"};
+  ExpectScans(AsciiToDays, accepted, refused, 86400, 1e-6);
 }
 
 TEST(AsciiToTime, ReadsTimesOfDayOnly) {
-  const struct {
-    const char* text;
-    double seconds;
-  } cases[] = {
-      {"23:59:59", 86399}, {"12:", 43200}, {":30", 1800},      {" 7:05 ", 25500}, {"0:0:1", 1},
-      {"12:30 ", 45000},   {"00:00", 0},   {"65537:00", 3600},  // 16-bit fields wrap: 65537 reads
-                                                                // as 1
+  // 16-bit fields wrap: "65537:00" reads as 01:00.
+  const Read accepted[] = {
+      {"23:59:59", 86399}, {"12:", 43200},    {":30", 1800}, {" 7:05 ", 25500},
+      {"0:0:1", 1},        {"12:30 ", 45000}, {"00:00", 0},  {"65537:00", 3600},
   };
-  for (const auto& c : cases) {
-    double days = kNotWritten;
-    EXPECT_TRUE(AsciiToTime(c.text, &days)) << '"' << c.text << '"';
-    EXPECT_NEAR(c.seconds, days * 86400.0, 1e-6) << c.text;
-  }
-  for (const char* text : {"24:00", "12", "12 ", ":", "::", "12:60", "12:30:60", "1:2:3:4",
-                           "12 :30", "", " ", "1.5:00", "12:30 x"}) {
-    double days = kNotWritten;
-    EXPECT_FALSE(AsciiToTime(text, &days)) << '"' << text << '"';
-    EXPECT_EQ(kNotWritten, days) << text;
-  }
+  const char* const refused[] = {"24:00",   "12",     "12 ", ":", "::",     "12:60",  "12:30:60",
+                                 "1:2:3:4", "12 :30", "",    " ", "1.5:00", "12:30 x"};
+  ExpectScans(AsciiToTime, accepted, refused, 86400, 1e-6);
 }
 
 TEST(AsciiToDateTime, ReadsDatesInEachOrderWithTheCenturyWindow) {
   PinnedYear pin(2026);
+  // "12/25/67536": the 16-bit year slot wraps to 2000.
+  // clang-format off
+  const Read accepted[] = {
+      {"12/25/99", 36519}, {"12/25/30", 47842}, {"2/29/1900", 60}, {"12/25", 46381},
+      {"12/25/2078", 65374}, {"  12/25/2024", 45651}, {"1/1/76", 27760}, {"1/1/75", 63920},
+      {"2024-05-20", 45432}, {"12/25/67536", 36885}, {"12/25/2024 10:30", 45651.4375},
+      {"12/25/2024  10:30", 45651.4375}};
+  // clang-format on
+  const char* const refused[] = {
+      "2/29/2023",  "12/25/1850",  "12/25/150",        "12/25/2079", "12-25/2024",
+      "12/25-2024", "12/25/2024 ", "12/25/2024 25:00", "05-20",      "25/12/2024",
+      "13/01/2024", "4/31/2024",   "0/10/2024",        "1/2/3/4",    "/1/2",
+      "12",         "12/25/2024x", "12.25.2024",       "",           "12//2024"};
+  ExpectScans([](const char* text, double* days) { return AsciiToDateTime(text, days, 0); },
+              accepted, refused, 1, 1e-9);
+  // Other orders by format; "-" dates outside year-month-day rotate the month/day/year slots,
+  // which in day/month/year order puts the month in the year (-1: refused).
   const struct {
     const char* text;
     int format;
     double days;
-  } cases[] = {{"12/25/99", 0, 36519},
-               {"12/25/30", 0, 47842},
-               {"2/29/1900", 0, 60},
-               {"2/29/2024", 64, 45351},
-               {"12/25", 0, 46381},
-               {"12/25/2078", 0, 65374},
-               {"12/25/2024 10:30", 0, 45651.4375},
-               {"12/25/2024  10:30", 0, 45651.4375},
-               {"  12/25/2024", 0, 45651},
-               {"1/1/76", 0, 27760},
-               {"1/1/75", 0, 63920},
-               {"2024-05-20", 0, 45432},
-               {"2024-05-20", 70, 45432},
-               {"2024/05/20", 71, 45432},
-               {"25/12/2024", 53, 45651},
-               {"25/12", 51, 46381},
-               {"25/12/2024 12:00", 69, 45651.5},
-               {"12/25/67536", 0, 36885},  // 16-bit slots: 67536 wraps to 2000
-               {"24-12-25", 70, 45651}};
+  } cases[] = {
+      {"2/29/2024", 64, 45351},  {"2024-05-20", 70, 45432}, {"2024/05/20", 71, 45432},
+      {"25/12/2024", 53, 45651}, {"25/12", 51, 46381},      {"25/12/2024 12:00", 69, 45651.5},
+      {"24-12-25", 70, 45651},   {"2024-05-20", 53, -1},    {"25-12", 51, -1},
+  };
   for (const auto& c : cases) {
     double days = kNotWritten;
-    EXPECT_TRUE(AsciiToDateTime(c.text, &days, c.format)) << c.text << " in format " << c.format;
-    EXPECT_NEAR(c.days, days, 1e-9) << c.text << " in format " << c.format;
-  }
-  const struct {
-    const char* text;
-    int format;
-  } failures[] = {
-      {"2/29/2023", 0},   {"12/25/1850", 0},  {"12/25/150", 0},   {"12/25/2079", 0},
-      {"12-25/2024", 0},  {"12/25-2024", 0},  {"12/25/2024 ", 0}, {"12/25/2024 25:00", 0},
-      {"2024-05-20", 53},  // rotated in day/month/year order, the month lands in the year
-      {"05-20", 0},       {"25-12", 51},      {"25/12/2024", 0},  {"13/01/2024", 0},
-      {"4/31/2024", 0},   {"0/10/2024", 0},   {"1/2/3/4", 0},     {"/1/2", 0},
-      {"12", 0},          {"12/25/2024x", 0}, {"12.25.2024", 0},  {"", 0},
-      {"12//2024", 0}};
-  for (const auto& f : failures) {
-    double days = kNotWritten;
-    EXPECT_FALSE(AsciiToDateTime(f.text, &days, f.format)) << f.text << " in format " << f.format;
-    EXPECT_EQ(kNotWritten, days) << f.text;
+    EXPECT_EQ(c.days >= 0, AsciiToDateTime(c.text, &days, c.format)) << c.text << " " << c.format;
+    EXPECT_EQ(c.days >= 0 ? c.days : kNotWritten, days) << c.text << " in format " << c.format;
   }
 }
 
