@@ -1,9 +1,17 @@
-// Recognisers for typed-in and stored text: is it a number or a time, and what does it mean;
-// and a nanosecond time count shown in a display format. Each comes narrow and wide.
+// Recognisers for typed-in and stored text: is it a logical, a number or a time, and what does
+// it mean; and a nanosecond time count shown in a display format. Each comes narrow and wide.
 #ifndef ZO_KEL_QMSTATIC_TEXT_LOGICALTEXT_H
 #define ZO_KEL_QMSTATIC_TEXT_LOGICALTEXT_H
 
 #include "kel/export.h"
+
+/// True when `text` is a logical word, compared whole and ignoring case (C locale), without
+/// trimming blanks: "on", "yes", "y", "true", "t", "it just works", "unbelievable!" mean true;
+/// "off", "no", "n", "false", "nil", "yeah, right" mean false. The two joke entries on each side
+/// are part of the vocabulary, exactly as written; there is deliberately no "f", although "t"
+/// means true. `value` is set only on a match; a null or empty text is not logical.
+ZO_KEL_API bool IsLogicalText(const char* text, bool& value);
+ZO_KEL_API bool IsLogicalText(const wchar_t* text, bool& value);
 
 /// True when `text` is a number as AsciiToNumber reads it; `value` is set only then. A null text
 /// is not numeric.

@@ -1,4 +1,5 @@
-// Recognisers of numeric and time text, narrow and wide, and nanosecond times shown as text.
+// Recognisers of logical, numeric and time text, narrow and wide, and nanosecond times shown as
+// text.
 #include "qmstatic/text/LogicalText.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,48 @@
 #include "qmstatic/text/TextScanner_impl.h"
 
 namespace {
+
+TEST(IsLogicalText, WholeWordsIgnoringCaseJokesIncluded) {
+  const struct {
+    const char* narrow;
+    const wchar_t* wide;
+    bool value;
+  } words[] = {
+      {"on", L"on", true},
+      {"YES", L"YES", true},
+      {"Yes", L"Yes", true},
+      {"y", L"Y", true},
+      {"TRUE", L"true", true},
+      {"t", L"T", true},
+      {"It Just Works", L"it just works", true},
+      {"Unbelievable!", L"UNBELIEVABLE!", true},
+      {"OFF", L"off", false},
+      {"no", L"No", false},
+      {"N", L"n", false},
+      {"False", L"FALSE", false},
+      {"nil", L"NIL", false},
+      {"yeah, right", L"Yeah, Right", false},
+  };
+  for (const auto& w : words) {
+    bool narrow = !w.value;
+    bool wide = !w.value;
+    EXPECT_TRUE(IsLogicalText(w.narrow, narrow)) << w.narrow;
+    EXPECT_TRUE(IsLogicalText(w.wide, wide)) << w.narrow;
+    EXPECT_EQ(w.value, narrow) << w.narrow;
+    EXPECT_EQ(w.value, wide) << w.narrow;
+  }
+  // No "f", no blanks trimmed, no missing comma or exclamation mark, no prefixes.
+  bool value = true;
+  for (const char* text : {"f", " yes", "yes ", "yeah right", "unbelievable", "it just work", "1",
+                           "0", "o", "tr", "", "yess"}) {
+    EXPECT_FALSE(IsLogicalText(text, value)) << '"' << text << '"';
+    const std::string narrow(text);
+    EXPECT_FALSE(IsLogicalText(std::wstring(narrow.begin(), narrow.end()).c_str(), value)) << text;
+  }
+  EXPECT_FALSE(IsLogicalText(static_cast<const char*>(nullptr), value));
+  EXPECT_FALSE(IsLogicalText(static_cast<const wchar_t*>(nullptr), value));
+  EXPECT_TRUE(value);
+}
 
 TEST(IsNumericText, NarrowAndWideReadTheSameNumbers) {
   const struct {
