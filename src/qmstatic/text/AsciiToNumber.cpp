@@ -1,6 +1,7 @@
 // AsciiToNumber: the table-driven number scanner behind every typed-in number.
 #include <cstdint>
 
+#include "qmstatic/text/ScanStep_impl.h"
 #include "qmstatic/text/TextScanner.h"
 
 namespace {
@@ -19,17 +20,10 @@ enum Action : std::uint8_t {
   kHex,           // mantissa = mantissa * 16 + hexadecimal digit
 };
 
-constexpr std::int8_t kFail = -1;
-
-struct Step {
-  Action action;
-  std::int8_t next;
-};
-
-constexpr Step F{kNone, kFail};
-constexpr Step Go(int next) { return Step{kNone, static_cast<std::int8_t>(next)}; }
-constexpr Step Do(Action action, int next) { return Step{action, static_cast<std::int8_t>(next)}; }
-
+using Step = zo::kel::detail::ScanStep<Action>;
+using zo::kel::detail::Do;
+using zo::kel::detail::Go;
+constexpr Go F(zo::kel::detail::kScanFail);
 // States: 0 start, 1 after a sign, 2 leading zeros, 3 integer digits, 4 point without digits
 // yet, 5 fraction digits, 6 after "E", 7 after the exponent's sign, 8 exponent digits, 9 trailing
 // blanks, 10 after "0x", 11 hexadecimal digits.
@@ -110,7 +104,7 @@ bool AsciiToNumber(const char* text, double* value) {
     const Class cls = kClassOf.of[*p];
     if (cls == kClasses) return false;
     const Step step = kTable[state][cls];
-    if (step.next == kFail) return false;
+    if (step.next == zo::kel::detail::kScanFail) return false;
     switch (step.action) {
       case kNone:
         break;

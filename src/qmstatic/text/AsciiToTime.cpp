@@ -1,23 +1,17 @@
 // AsciiToDays and AsciiToTime: table-driven scanners for typed-in durations and times of day.
 #include <cstdint>
 
+#include "qmstatic/text/ScanStep_impl.h"
 #include "qmstatic/text/TextScanner.h"
 
 namespace {
 
-constexpr std::int8_t kFail = -1;
-
 enum Action : std::uint8_t { kNothing, kNextField, kDigit, kFractionDigit };
 
-struct Step {
-  Action action;
-  std::int8_t next;
-};
-
-constexpr Step F{kNothing, kFail};
-constexpr Step Go(int next) { return Step{kNothing, static_cast<std::int8_t>(next)}; }
-constexpr Step Do(Action action, int next) { return Step{action, static_cast<std::int8_t>(next)}; }
-
+using Step = zo::kel::detail::ScanStep<Action>;
+using zo::kel::detail::Do;
+using zo::kel::detail::Go;
+constexpr Go F(zo::kel::detail::kScanFail);
 // Duration classes: blank, digit, ':', '.'; -1 fails at once.
 int DurationClass(char c) {
   if (c == ' ') return 0;
@@ -72,7 +66,7 @@ bool AsciiToDays(const char* text, double* days) {
     const int cls = DurationClass(*p);
     if (cls < 0) return false;
     const Step step = kDurationTable[state][cls];
-    if (step.next == kFail) return false;
+    if (step.next == zo::kel::detail::kScanFail) return false;
     switch (step.action) {
       case kNothing:
         break;
@@ -118,7 +112,7 @@ bool AsciiToTime(const char* text, double* days) {
     const int cls = TimeClass(*p);
     if (cls < 0) return false;
     const Step step = kTimeTable[state][cls];
-    if (step.next == kFail) return false;
+    if (step.next == zo::kel::detail::kScanFail) return false;
     if (step.action == kNextField) {
       ++colons;
     } else if (step.action == kDigit) {
