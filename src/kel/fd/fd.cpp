@@ -11,6 +11,7 @@
 #include "kel/Limits.h"
 #include "kel/exception.h"
 #include "kel/fd/fd_impl.h"
+#include "kel/time/AbsTime.h"
 
 namespace zo {
 namespace kel {
@@ -427,6 +428,27 @@ long long GetI64(const unsigned char* p, const unsigned char* end, TAEndian endi
   long long v;
   std::memcpy(&v, p, sizeof v);
   return endian == TAEndian::Little ? little_endian::FromLittleEndian(v) : v;
+}
+
+AbsTime GetTime(const unsigned char* p, const unsigned char* end, TAEndian endian) {
+  ZO_FD_REQUIRE(Fits(16, p, end), L"packet ends inside a time");
+  std::uint32_t words[4];
+  std::memcpy(words, p, sizeof words);
+  if (endian == TAEndian::Little) {
+    for (std::uint32_t& w : words) w = little_endian::FromLittleEndian(w);
+  }
+  return AbsTime(nZOSS100::tSignedFixedPoint128::FromWords(words[3], words[2], words[1], words[0]));
+}
+
+std::size_t SetTime(unsigned char* dst, const AbsTime& t, const unsigned char* dstEnd) {
+  if (!Fits(16, dst, dstEnd)) throw exception::BufferOverflow(ZO_KEL_HERE);
+  std::uint32_t w3, w2, w1, w0;
+  t.value().Get(w3, w2, w1, w0);
+  detail::StoreU32(dst, w0);
+  detail::StoreU32(dst + 4, w1);
+  detail::StoreU32(dst + 8, w2);
+  detail::StoreU32(dst + 12, w3);
+  return 16;
 }
 
 std::size_t MemCpy(unsigned char* dst, const unsigned char* dstEnd, const unsigned char* src,

@@ -12,6 +12,8 @@
 namespace zo {
 namespace kel {
 
+class AbsTime;
+
 namespace fd {
 
 /// Type codes of the type element (element class 0). Any 16-bit value may be carried; the
@@ -66,6 +68,13 @@ ZO_KEL_API std::uint32_t GetUI32(const unsigned char* p, const unsigned char* en
 /// The signed 64-bit value at p (8 bytes).
 ZO_KEL_API long long GetI64(const unsigned char* p, const unsigned char* end,
                             TAEndian endian = TAEndian::Little);
+/// The time at p: 16 bytes, four 32-bit words, least significant first (bytes 0-7 the 64-bit
+/// fraction of a second, bytes 8-15 the signed whole seconds since 1904-01-01 00:00:00 UTC).
+ZO_KEL_API AbsTime GetTime(const unsigned char* p, const unsigned char* end,
+                           TAEndian endian = TAEndian::Little);
+/// Writes t in the 16-byte layout of GetTime at dst; returns 16.
+ZO_KEL_API std::size_t SetTime(unsigned char* dst, const AbsTime& t, const unsigned char* dstEnd);
+
 /// Copies n bytes from src to dst after checking that [src, src + n) lies before srcEnd
 /// (SyntaxError otherwise) and [dst, dst + n) before dstEnd (BufferOverflow otherwise); returns
 /// n. Nothing is written when a check fails. The ranges may overlap.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "kel/exception.h"
+#include "kel/time/AbsTime.h"
 #include "support/KelTest.h"
 
 namespace {
@@ -339,6 +340,30 @@ TEST(FdRead, NumbersAndCopiesCheckTheirRange) {
                    "SyntaxError: packet ends inside the bytes to copy");
   EXPECT_THROW(MemCpy(dst, dst + 3, bytes.data(), end, 4), BufferOverflow);
   EXPECT_EQ("05 06 07 88", ToHex(dst, 4));
+}
+
+TEST(FdRead, TimesAreFourWordsLeastSignificantFirst) {
+  // 1.5 s after the epoch, and -0.25 s (two's complement over all 128 bits).
+  const Bytes bytes =
+      Hex("00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00"
+          "00 00 00 00 00 00 00 C0 FF FF FF FF FF FF FF FF");
+  const unsigned char* end = bytes.data() + bytes.size();
+  const zo::kel::AbsTime t = GetTime(bytes.data(), end);
+  EXPECT_EQ(1, t.getSeconds());
+  EXPECT_EQ(0.5, t.getFraction());
+  EXPECT_EQ(-0.25, static_cast<double>(GetTime(bytes.data() + 16, end).value()));
+  EXPECT_EQ(GetTime(bytes.data(), end), GetTime(bytes.data(), end, TAEndian::Host));
+  EXPECT_KEL_THROW(GetTime(bytes.data() + 17, end), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet ends inside a time");
+
+  unsigned char out[17];
+  std::fill(out, out + 17, 0xAA);
+  EXPECT_EQ(16u, SetTime(out, zo::kel::AbsTime(-1.0, 0.75), out + 16));
+  EXPECT_EQ("00 00 00 00 00 00 00 C0 FF FF FF FF FF FF FF FF AA", ToHex(out, 17));
+  EXPECT_EQ(16u, SetTime(out, t, out + 16));
+  EXPECT_EQ(ToHex(bytes.data(), 16), ToHex(out, 16));
+  EXPECT_THROW(SetTime(out + 2, t, out + 17), BufferOverflow);
+  EXPECT_EQ("AA", ToHex(out + 16, 1));
 }
 
 TEST(FdMalformed, EachDefectNamesItself) {
