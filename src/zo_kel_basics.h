@@ -11,6 +11,7 @@
 #include "kel/Vector.h"
 #include "kel/exception.h"
 #include "kel/export.h"
+#include "kel/fd/FlexData.h"
 #include "kel/fd/NumericConversion.h"
 #include "kel/fd/fd.h"
 #include "kel/little_endian.h"

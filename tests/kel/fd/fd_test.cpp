@@ -7,12 +7,14 @@
 #include <string>
 
 #include "kel/exception.h"
+#include "kel/fd/FdSamples.h"
 #include "kel/time/AbsTime.h"
 #include "support/KelTest.h"
 
 namespace {
 
 using namespace zo::kel::fd;
+using namespace zo_kel_test::fd_samples;
 using zo::kel::exception::BufferOverflow;
 using zo::kel::exception::SyntaxError;
 using zo_kel_test::Bytes;
@@ -20,33 +22,6 @@ using zo_kel_test::Hex;
 using zo_kel_test::ToHex;
 
 constexpr std::int32_t kSyntaxCode = -1967362044;
-
-const char kWaveformAttributes[] =
-    "02 40 32 00 00 00 03 40 12 00 00 00 00 09 07 00 00 00 5F 5A 4F 5F 4D 44 54 00"
-    "01 08 02 00 06 00 00 00 00 09 06 00 00 00 00 02 03 00 00 00 4D 44 54 00 03 00";
-const char kWaveformTypeI16[] =
-    "01 08 05 00 06 00 00 00 04 05 06 00 00 00 02 04 0E 00 00 00 00 08 01 00 06 00 00 00"
-    "00 02"
-    "1A 00 00 00 01 08 03 00 06 00 00 00 02 01 06 00 00 00 00 03 06 00 00 00 00 09"
-    "06 00 00 00 02 09";
-const char kWaveformSuffix[] = "00 00 00 00 00 00 00 00 00 00 0A 00 00 00 05 03 00 00 00 00";
-
-// A cluster {Bool, 1-D array of AString, nested packet} holding {true, {"abc", "z"}, I32 7}.
-const char kRecordPacket[] =
-    "40 00 00 00"
-    "01 08 03 00 06 00 00 00 02 01 0E 00 00 00 00 08 01 00 06 00 00 00 00 09"
-    "06 00 00 00 02 09"
-    "01 00 02 00 00 00 03 00 00 00 61 62 63 00 01 00 00 00 7A 00"
-    "0A 00 00 00 00 03 07 00 00 00";
-
-// A waveform of the I16 samples {1, -2, 3} starting at 1.5 s, 0.5 s apart.
-std::string WaveformPacketHex() {
-  return std::string("AC 00 00 00") + kWaveformAttributes + kWaveformTypeI16 +
-         "00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00"  // start 1.5 s
-         "00 00 00 00 00 00 E0 3F"                          // interval 0.5
-         "03 00 00 00 01 00 FE FF 03 00" +
-         kWaveformSuffix;
-}
 
 // Reads a whole packet through the public readers: type, data position and data size.
 std::size_t ReadDataSize(const Bytes& packet) {

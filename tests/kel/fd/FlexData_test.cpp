@@ -1,0 +1,541 @@
+#include "kel/fd/FlexData.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "kel/Limits.h"
+#include "kel/exception.h"
+#include "kel/fd/FdSamples.h"
+#include "kel/time/AbsTime.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using zo::kel::AbsTime;
+using zo::kel::FlexData;
+using zo::kel::Vector;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::InvalidArgument;
+using zo::kel::exception::NotFound;
+using zo::kel::exception::SyntaxError;
+using zo::kel::fd::FlexType;
+using zo::kel::fd::TAEndian;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+using namespace zo_kel_test::fd_samples;
+
+constexpr std::int32_t kSyntaxCode = -1967362044;
+constexpr std::int32_t kInvalidArgumentCode = -1967362033;
+constexpr std::int32_t kNotFoundCode = -1967362038;
+
+std::string HexOf(const FlexData& f) { return ToHex(f.data(), f.size()); }
+FlexData FromHex(const std::string& hex) {
+  const Bytes b = Hex(hex);
+  return FlexData(b.data(), b.data() + b.size());
+}
+FlexData I32(std::int32_t v) {
+  FlexData f;
+  f.setI32(v);
+  return f;
+}
+FlexData Text(const char* s) {
+  FlexData f;
+  f.setAString(s, static_cast<std::uint32_t>(std::strlen(s)));
+  return f;
+}
+
+TEST(FlexDataScalars, EverySetterWritesItsPacket) {
+  FlexData f;
+  EXPECT_TRUE(f.isEmpty());
+  f.setVoid();
+  EXPECT_EQ("06 00 00 00 01 00", HexOf(f));
+  f.setI8(-2);
+  EXPECT_EQ("07 00 00 00 00 01 FE", HexOf(f));
+  f.setUI8(200);
+  EXPECT_EQ("07 00 00 00 01 01 C8", HexOf(f));
+  f.setBool(true);
+  EXPECT_EQ("07 00 00 00 02 01 01", HexOf(f));
+  f.setI16(-300);
+  EXPECT_EQ("08 00 00 00 00 02 D4 FE", HexOf(f));
+  f.setUI16(65000);
+  EXPECT_EQ("08 00 00 00 01 02 E8 FD", HexOf(f));
+  f.setI32(7);
+  EXPECT_EQ("0A 00 00 00 00 03 07 00 00 00", HexOf(f));
+  f.setUI32(4000000000u);
+  EXPECT_EQ("0A 00 00 00 01 03 00 28 6B EE", HexOf(f));
+  f.setF32(-2.5f);
+  EXPECT_EQ("0A 00 00 00 02 03 00 00 20 C0", HexOf(f));
+  f.setI64(-5000000000LL);
+  EXPECT_EQ("0E 00 00 00 00 04 00 0E FA D5 FE FF FF FF", HexOf(f));
+  f.setUI64(0x8000000000000005ull);
+  EXPECT_EQ("0E 00 00 00 01 04 05 00 00 00 00 00 00 80", HexOf(f));
+  f.setF64(1.5);
+  EXPECT_EQ("0E 00 00 00 02 04 00 00 00 00 00 00 F8 3F", HexOf(f));
+  EXPECT_EQ(FlexType::F64, f.getType());
+  f.setTime(AbsTime(1.0, 0.5));
+  EXPECT_EQ("16 00 00 00 04 05 00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00", HexOf(f));
+  EXPECT_EQ(AbsTime(1.0, 0.5), f.getTime());
+  f.setAString("abc", 3);
+  EXPECT_EQ("0D 00 00 00 00 09 03 00 00 00 61 62 63", HexOf(f));
+  const std::uint16_t units[] = {0x41, 0xD83D, 0xDE00};
+  f.setUTF16(units, 3);
+  EXPECT_EQ("10 00 00 00 00 0A 03 00 00 00 41 00 3D D8 00 DE", HexOf(f));
+}
+
+TEST(FlexDataScalars, GettersConvertThroughTheNumericTable) {
+  FlexData f;
+  f.setF64(-2.7);
+  EXPECT_EQ(-2, f.getI32());
+  EXPECT_EQ(-2, f.getI8());
+  EXPECT_EQ(254u, f.getUI8());
+  EXPECT_EQ(0xFFFFFFFEu, f.getUI32());
+  EXPECT_TRUE(f.getBool());
+  f.setF64(40000.0);
+  EXPECT_EQ(-32768, f.getI16());
+  EXPECT_EQ(40000u, f.getUI16());
+  f.setUI64(0x8000000000000000ull);
+  EXPECT_EQ(-9.2233720368547758e18, f.getF64());
+  EXPECT_EQ(0x8000000000000000ull, f.getUI64());
+  EXPECT_EQ(std::numeric_limits<long long>::min(), f.getI64());
+  f.setI16(-1);
+  EXPECT_EQ(-1.0f, f.getF32());
+  f.setBool(false);
+  EXPECT_FALSE(f.getBool());
+  f.setI32(0);
+  EXPECT_FALSE(f.getBool());
+
+  const char* chars = nullptr;
+  f = Text("xyz");
+  EXPECT_EQ(3u, f.getAString(chars));
+  EXPECT_EQ("xyz", std::string(chars, 3));
+  const std::uint16_t units[] = {0x263A, 0x0062};
+  f.setUTF16(units, 2);
+  const Vector<std::uint16_t> back = f.getUTF16();
+  ASSERT_EQ(2u, back.size());
+  EXPECT_EQ(0x263A, back[0]);
+  EXPECT_EQ(0x0062, back[1]);
+}
+
+TEST(FlexDataScalars, WrongKindsAndEmptyRaise) {
+  FlexData f;
+  EXPECT_KEL_THROW(f.getType(), NotFound, kNotFoundCode, "Not found");
+  EXPECT_KEL_THROW(f.getI32(), NotFound, kNotFoundCode, "Not found");
+  f.setBool(true);
+  try {
+    f.getI32();
+    ADD_FAILURE() << "a Bool read as a number";
+  } catch (const InvalidArgument& e) {
+    EXPECT_STREQ("FlexData", e.getFile());
+    EXPECT_EQ(653, e.getLine());
+    EXPECT_EQ(kInvalidArgumentCode, e.getErrorCode());
+  }
+  f = Text("1");
+  EXPECT_THROW(f.getF64(), InvalidArgument);
+  EXPECT_THROW(f.getBool(), InvalidArgument);
+  EXPECT_THROW(f.getTime(), InvalidArgument);
+  EXPECT_THROW(f.getUTF16(), InvalidArgument);
+  EXPECT_THROW(f.getDims(), InvalidArgument);
+  EXPECT_THROW(f.getMemberCount(), InvalidArgument);
+  EXPECT_THROW(f.getVariant(), InvalidArgument);
+  EXPECT_THROW(f.getWaveformStart(), InvalidArgument);
+  f.setI32(1);
+  const char* chars = nullptr;
+  EXPECT_THROW(f.getAString(chars), InvalidArgument);
+  EXPECT_EQ("0A 00 00 00 00 03 01 00 00 00", HexOf(f));  // failed reads change nothing
+}
+
+TEST(FlexDataArrays, NumericArraysConvertOnTheWayInAndOut) {
+  FlexData f;
+  const std::int32_t dims[] = {3};
+  const std::int32_t values[] = {1, 2, 3};
+  f.setScalarArray(FlexType::I16, dims, 1, FlexType::I32, values);
+  EXPECT_EQ("18 00 00 00 00 08 01 00 06 00 00 00 00 02 03 00 00 00 01 00 02 00 03 00", HexOf(f));
+  EXPECT_EQ(FlexType::Array, f.getType());
+  EXPECT_EQ(FlexType::I16, f.getElementType());
+  EXPECT_EQ(3u, f.getElementCount());
+  const Vector<double> asDouble = f.getScalarArray<double>();
+  ASSERT_EQ(3u, asDouble.size());
+  EXPECT_EQ(3.0, asDouble[2]);
+
+  // 2 x 2 F64 into I16 with an out-of-range value, and back as several types.
+  Vector<std::int32_t> square(2);
+  square[0] = 2;
+  square[1] = 2;
+  Vector<double> doubles(4);
+  doubles[0] = 1.9;
+  doubles[1] = -1.9;
+  doubles[2] = 40000.0;
+  doubles[3] = 256.0;
+  f.setScalarArray(FlexType::I16, square, doubles);
+  const Vector<std::int32_t> d = f.getDims();
+  ASSERT_EQ(2u, d.size());
+  EXPECT_EQ(2, d[0]);
+  EXPECT_EQ(2, d[1]);
+  const Vector<short> shorts = f.getScalarArray<short>();
+  EXPECT_EQ(1, shorts[0]);
+  EXPECT_EQ(-1, shorts[1]);
+  EXPECT_EQ(-32768, shorts[2]);
+  EXPECT_EQ(256, shorts[3]);
+  const Vector<bool> flags = f.getScalarArray<bool>();
+  EXPECT_TRUE(flags[0]);
+  EXPECT_TRUE(flags[1]);
+  EXPECT_FALSE(flags[2]);  // the low byte of -32768
+  EXPECT_FALSE(flags[3]);  // the low byte of 256
+
+  // A zero dimension stores only the dimensions.
+  const std::int32_t empty[] = {4, 0};
+  f.setScalarArray(FlexType::F64, empty, 2, FlexType::F64, nullptr);
+  EXPECT_EQ("16 00 00 00 00 08 02 00 06 00 00 00 02 04 04 00 00 00 00 00 00 00", HexOf(f));
+  EXPECT_EQ(0u, f.getElementCount());
+  EXPECT_EQ(0u, f.getScalarArray<float>().size());
+
+  // Bool arrays hold one byte per element.
+  Vector<bool> bits(3);
+  bits[1] = true;
+  Vector<std::int32_t> three(1);
+  three[0] = 3;
+  f.setScalarArray(FlexType::Bool, three, bits);
+  EXPECT_EQ("15 00 00 00 00 08 01 00 06 00 00 00 02 01 03 00 00 00 00 01 00", HexOf(f));
+}
+
+TEST(FlexDataArrays, BadArraysAreRefusedAndLeaveThePacket) {
+  FlexData f = I32(5);
+  const std::int32_t negative[] = {2, -1};
+  const double values[] = {1, 2};
+  EXPECT_THROW(f.setScalarArray(FlexType::I16, negative, 2, FlexType::F64, values),
+               InvalidArgument);
+  const std::int32_t two[] = {2};
+  EXPECT_THROW(f.setScalarArray(FlexType::AString, two, 1, FlexType::F64, values), InvalidArgument);
+  EXPECT_THROW(f.setScalarArray(FlexType::I16, two, 1, FlexType::Time, values), InvalidArgument);
+  Vector<std::int32_t> dims(1);
+  dims[0] = 3;
+  EXPECT_THROW(f.setScalarArray(FlexType::I16, dims, Vector<double>(2)), InvalidArgument);
+  EXPECT_EQ(5, f.getI32());
+
+  f.setScalarArray(FlexType::I16, two, 1, FlexType::F64, values);
+  try {
+    f.getScalarArray(FlexType::AString, nullptr);
+    ADD_FAILURE() << "no error for a string target";
+  } catch (const InvalidArgument& e) {
+    EXPECT_STREQ("FlexData", e.getFile());
+    EXPECT_EQ(1371, e.getLine());
+  }
+  EXPECT_THROW(f.getElement(2), InvalidArgument);
+}
+
+TEST(FlexDataArrays, StringArraysAndGenericElements) {
+  FlexData f;
+  const std::int32_t dims[] = {2};
+  const char* texts[] = {"abc", ""};
+  const std::uint32_t lengths[] = {3, 0};
+  f.setAStringArray(dims, 1, texts, lengths);
+  EXPECT_EQ(
+      "1E 00 00 00 00 08 01 00 06 00 00 00 00 09 02 00 00 00 03 00 00 00 61 62 63 00 00 00 00 00",
+      HexOf(f));
+  const char* views[2] = {};
+  std::uint32_t counts[2] = {};
+  f.getAStringArray(views, counts);
+  EXPECT_EQ("abc", std::string(views[0], counts[0]));
+  EXPECT_EQ(0u, counts[1]);
+  EXPECT_EQ("0D 00 00 00 00 09 03 00 00 00 61 62 63", HexOf(f.getElement(0)));
+  EXPECT_EQ("0A 00 00 00 00 09 00 00 00 00", HexOf(f.getElement(1)));
+
+  // An array of clusters {I32, AString}, built from its elements.
+  FlexData rows[2];
+  rows[0].setCluster({I32(1), Text("a")});
+  rows[1].setCluster({I32(2), Text("bc")});
+  f.setArray(dims, 1, rows);
+  EXPECT_EQ(
+      "34 00 00 00 00 08 01 00 14 00 00 00 01 08 02 00 06 00 00 00 00 03 06 00 00 00 00 09 "
+      "02 00 00 00 01 00 00 00 01 00 00 00 61 00 02 00 00 00 02 00 00 00 62 63",
+      HexOf(f));
+  EXPECT_EQ(rows[1], f.getElement(1));
+  EXPECT_EQ(2, f.getElement(1).getMember(0).getI32());
+  EXPECT_EQ(FlexType::Cluster, f.getElementType());
+
+  // Elements of different types cannot share an array.
+  FlexData mixed[2] = {I32(1), Text("x")};
+  EXPECT_THROW(f.setArray(dims, 1, mixed), InvalidArgument);
+  EXPECT_EQ(rows[0], f.getElement(0));
+}
+
+TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
+  FlexData flag;
+  flag.setBool(true);
+  FlexData f;
+  f.setCluster({flag, I32(7)});
+  EXPECT_EQ("1A 00 00 00 01 08 02 00 06 00 00 00 02 01 06 00 00 00 00 03 01 00 07 00 00 00",
+            HexOf(f));
+  EXPECT_EQ(2u, f.getMemberCount());
+  EXPECT_EQ(flag, f.getMember(0));
+  EXPECT_EQ(7, f.getMember(1).getI32());
+  EXPECT_THROW(f.getMember(2), InvalidArgument);
+  EXPECT_THROW(f.setCluster(nullptr, 0), InvalidArgument);
+  FlexData none[2] = {I32(1), FlexData()};
+  EXPECT_THROW(f.setCluster(none, 2), InvalidArgument);
+  EXPECT_EQ(7, f.getMember(1).getI32());
+
+  // The record image: a nested array and a nested packet come back whole.
+  const FlexData record = FromHex(kRecordPacket);
+  EXPECT_EQ(3u, record.getMemberCount());
+  const FlexData strings = record.getMember(1);
+  EXPECT_EQ(2u, strings.getElementCount());
+  EXPECT_EQ(I32(7), record.getMember(2).getVariant());
+  FlexData rebuilt;
+  rebuilt.setCluster({record.getMember(0), strings, record.getMember(2)});
+  EXPECT_EQ(record, rebuilt);
+}
+
+TEST(FlexDataVariants, NestedPacketsKeepTheirBytes) {
+  FlexData f;
+  f.setVariant(I32(7));
+  EXPECT_EQ("10 00 00 00 02 09 0A 00 00 00 00 03 07 00 00 00", HexOf(f));
+  EXPECT_EQ(I32(7), f.getVariant());
+  EXPECT_THROW(f.setVariant(FlexData()), InvalidArgument);
+
+  // Building beyond the nesting limit is refused, so every packet built can be read back.
+  FlexData deep = I32(1);
+  for (std::uint32_t i = 0; i < zo::kel::kMaxNestingDepth; ++i) {
+    FlexData outer;
+    outer.setVariant(deep);
+    deep = outer;
+  }
+  const FlexData copy(deep.data(), deep.data() + deep.size());
+  EXPECT_EQ(deep, copy);
+  FlexData tooDeep;
+  EXPECT_KEL_THROW(tooDeep.setVariant(deep), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packets nest deeper than 256 levels");
+  EXPECT_TRUE(tooDeep.isEmpty());
+}
+
+TEST(FlexDataAttributes, SetGetReplaceRemove) {
+  FlexData f = I32(7);
+  EXPECT_FALSE(f.hasAttribute("unit"));
+  EXPECT_KEL_THROW(f.getAttribute("unit"), NotFound, kNotFoundCode, "Not found");
+  f.setAttribute("unit", Text("mV"));
+  EXPECT_EQ(
+      "28 00 00 00 02 40 1C 00 00 00 03 40 0E 00 00 00 00 09 04 00 00 00 75 6E 69 74 "
+      "00 09 02 00 00 00 6D 56 00 03 07 00 00 00",
+      HexOf(f));
+  EXPECT_EQ(7, f.getI32());
+  EXPECT_TRUE(f.hasAttribute("unit"));
+  EXPECT_EQ(Text("mV"), f.getAttribute("unit"));
+
+  // An odd name and an odd value are padded; a second attribute follows the first.
+  f.setAttribute("max", Text("xyz"));
+  EXPECT_EQ(Text("xyz"), f.getAttribute("max"));
+  EXPECT_EQ(Text("mV"), f.getAttribute("unit"));
+  const std::string withTwo = HexOf(f);
+  EXPECT_NE(std::string::npos,
+            withTwo.find("03 40 0E 00 00 00 00 09 03 00 00 00 6D 61 78 00 00 09 03 00 00 00 78 79 "
+                         "7A 00"));
+
+  // Replacing keeps one entry of the name.
+  f.setAttribute("unit", I32(3));
+  EXPECT_EQ(I32(3), f.getAttribute("unit"));
+  EXPECT_EQ(Text("xyz"), f.getAttribute("max"));
+  EXPECT_TRUE(f.removeAttribute("unit"));
+  EXPECT_FALSE(f.removeAttribute("unit"));
+  EXPECT_FALSE(f.hasAttribute("unit"));
+  EXPECT_TRUE(f.removeAttribute("max"));
+  EXPECT_EQ(I32(7), f);  // no entries left: no section
+
+  // Attribute values may be any packet, attributes and nesting included.
+  FlexData inner = I32(1);
+  inner.setAttribute("a", Text("b"));
+  f.setAttribute("nested", inner);
+  EXPECT_EQ(inner, f.getAttribute("nested"));
+  EXPECT_EQ(Text("b"), f.getAttribute("nested").getAttribute("a"));
+  EXPECT_THROW(f.setAttribute("x", FlexData()), InvalidArgument);
+}
+
+TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {
+  Vector<short> samples(3);
+  samples[0] = 1;
+  samples[1] = -2;
+  samples[2] = 3;
+  FlexData f;
+  f.setWaveform(AbsTime(1.0, 0.5), 0.5, FlexType::I16, samples);
+  EXPECT_EQ(ToHex(Hex(WaveformPacketHex())), HexOf(f));
+  EXPECT_TRUE(f.isWaveform());
+  EXPECT_TRUE(f.hasAttribute("_ZO_MDT"));
+  EXPECT_EQ(AbsTime(1.0, 0.5), f.getWaveformStart());
+  EXPECT_EQ(0.5, f.getWaveformInterval());
+  EXPECT_EQ(FlexType::I16, f.getWaveformSampleType());
+  EXPECT_EQ(3u, f.getWaveformSampleCount());
+  const Vector<double> back = f.getWaveformSamples<double>();
+  EXPECT_EQ(-2.0, back[1]);
+
+  // Samples converted on the way in; an F64 waveform of 0 samples.
+  const double values[] = {70000.0};
+  f.setWaveform(AbsTime(0.0, 0.0), 1.0, FlexType::UI16, FlexType::F64, values, 1);
+  EXPECT_EQ(4464u, f.getWaveformSamples<unsigned short>()[0]);
+  f.setWaveform(AbsTime(0.0, 0.0), 1.0, FlexType::F64, FlexType::F64, nullptr, 0);
+  EXPECT_EQ(4u + 52 + 62 + 48, f.size());
+  EXPECT_EQ(0u, f.getWaveformSampleCount());
+
+  EXPECT_THROW(f.setWaveform(AbsTime(0.0, 0.0), 1.0, FlexType::Bool, FlexType::F64, values, 1),
+               InvalidArgument);
+  EXPECT_FALSE(I32(1).isWaveform());
+  EXPECT_THROW(I32(1).getWaveformSampleCount(), InvalidArgument);
+}
+
+TEST(FlexDataBytes, SerializedFormIsThePacket) {
+  unsigned char buf[32];
+  std::memset(buf, 0xAA, sizeof buf);
+  unsigned char* pos = buf;
+  FlexData empty;
+  EXPECT_EQ(4u, empty.serializationSize());
+  empty.serialize(pos, buf + sizeof buf);
+  const FlexData seven = I32(7);
+  EXPECT_EQ(10u, seven.serializationSize());
+  seven.serialize(pos, buf + sizeof buf);
+  EXPECT_EQ(14, pos - buf);
+  EXPECT_EQ("00 00 00 00 0A 00 00 00 00 03 07 00 00 00 AA", ToHex(buf, 15));
+  unsigned char* full = buf + 30;
+  EXPECT_THROW(seven.serialize(full, buf + sizeof buf), BufferOverflow);
+  EXPECT_EQ(buf + 30, full);
+
+  const unsigned char* in = buf;
+  FlexData a = I32(1);
+  FlexData b;
+  a.deserialize(in, buf + 14);
+  EXPECT_TRUE(a.isEmpty());
+  b.deserialize(in, buf + 14);
+  EXPECT_EQ(seven, b);
+  EXPECT_EQ(buf + 14, in);
+
+  // A damaged image changes neither the object nor the cursor.
+  const Bytes bad = Hex("0A 00 00 00 00 03 07 00 00");
+  const unsigned char* cursor = bad.data();
+  EXPECT_KEL_THROW(b.deserialize(cursor, bad.data() + bad.size()), SyntaxError, kSyntaxCode,
+                   "SyntaxError: packet is longer than the bytes holding it");
+  EXPECT_EQ(bad.data(), cursor);
+  EXPECT_EQ(seven, b);
+  const Bytes shortSize = Hex("00 00");
+  cursor = shortSize.data();
+  EXPECT_THROW(b.deserialize(cursor, shortSize.data() + 2), SyntaxError);
+  EXPECT_EQ(shortSize.data(), cursor);
+}
+
+TEST(FlexDataBytes, ConstructionValidatesTheWholePacket) {
+  const struct {
+    const char* packet;
+    const char* what;
+  } rows[] = {
+      {"0A 00 00 00 00 03 07 00 00 00 00", "SyntaxError: bytes follow the packet"},
+      {"0C 00 00 00 00 03 07 00 00 00 00 00", "SyntaxError: packet has bytes after its data"},
+      {"00 00 00 00", "SyntaxError: packet is shorter than its header"},
+      {"", "SyntaxError: packet ends inside its size field"},
+      // A nested packet with a byte after its data.
+      {"11 00 00 00 02 09 0B 00 00 00 00 03 07 00 00 00 00",
+       "SyntaxError: packet has bytes after its data"},
+      // An attribute section whose entry name is not a narrow string.
+      {"20 00 00 00 02 40 14 00 00 00 03 40 0A 00 00 00 00 0A 00 00 00 00 00 01 05 00 00 03 07 "
+       "00 00 00",
+       "SyntaxError: attribute name is not a narrow string"},
+      // More empty elements than any reader builds.
+      {"12 00 00 00 00 08 01 00 06 00 00 00 01 00 01 00 10 00",
+       "SyntaxError: array holds more empty elements than a reader builds"},
+  };
+  for (const auto& row : rows) {
+    const Bytes b = Hex(row.packet);
+    EXPECT_KEL_THROW(FlexData(b.data(), b.data() + b.size()), SyntaxError, kSyntaxCode, row.what);
+  }
+  // The largest count of empty elements is accepted.
+  const FlexData voids = FromHex("12 00 00 00 00 08 01 00 06 00 00 00 01 00 00 00 10 00");
+  EXPECT_EQ(zo::kel::kMaxEmptyElements, voids.getElementCount());
+  EXPECT_EQ("06 00 00 00 01 00", HexOf(voids.getElement(5)));
+}
+
+TEST(FlexDataBytes, EveryTruncationOfANestedPacketRaises) {
+  // A waveform inside a cluster with an attributed I32: nested packets, attributes, arrays.
+  FlexData wave;
+  Vector<float> samples(2);
+  wave.setWaveform(AbsTime(3.0, 0.0), 0.25, FlexType::F32, samples);
+  FlexData tagged = I32(9);
+  tagged.setAttribute("name", Text("tag"));
+  FlexData variant;
+  variant.setVariant(wave);
+  FlexData whole;
+  whole.setCluster({tagged, variant, wave});
+  whole.setAttribute("top", variant);
+  const FlexData again(whole.data(), whole.data() + whole.size());
+  EXPECT_EQ(whole, again);
+  EXPECT_EQ(wave, again.getMember(2));
+  EXPECT_EQ(wave, again.getAttribute("top").getVariant());
+
+  for (std::uint32_t n = 0; n < whole.size(); ++n) {
+    Bytes cut(whole.data(), whole.data() + n);
+    cut.shrink_to_fit();
+    // The size field is kept consistent with the cut, so the damage is found inside.
+    if (n >= 4) {
+      for (int i = 0; i < 4; ++i) cut[i] = static_cast<unsigned char>(n >> (8 * i));
+    }
+    EXPECT_THROW(FlexData(cut.data(), cut.data() + cut.size()), SyntaxError) << n;
+  }
+}
+
+TEST(FlexDataBytes, CopiesShareAndOrderByBytes) {
+  FlexData a = I32(1);
+  const FlexData copy = a;
+  EXPECT_EQ(a.data(), copy.data());
+  a.setI32(2);
+  EXPECT_EQ(1, copy.getI32());
+  EXPECT_LT(copy, a);  // 01 < 02 in the data byte
+  EXPECT_LT(FlexData(), copy);
+  EXPECT_EQ(0, FlexData().compare(FlexData()));
+  EXPECT_EQ(1, a.compare(copy));
+  EXPECT_LT(Text("b"), Text("ab"));  // the size field decides first
+  EXPECT_NE(I32(1), Text("1"));
+  a.clear();
+  EXPECT_TRUE(a.isEmpty());
+  EXPECT_EQ(nullptr, a.data());
+  EXPECT_EQ(0u, a.size());
+}
+
+TEST(FlexDataTransform, ChoosesTheConversionByCode) {
+  const FlexData f;
+  const Bytes i16 = Hex("00 01 01 00 FF FF");
+  unsigned char flags[3] = {0xAA, 0xAA, 0xAA};
+  f.TransformArray(3, FlexType::I16, TAEndian::Little, i16.data(), FlexType::Bool, TAEndian::Little,
+                   flags);
+  EXPECT_EQ("00 01 FF", ToHex(flags, 3));
+
+  const double big = 40000.0;
+  short out = 0;
+  f.TransformArray(1, FlexType::F64, TAEndian::Host, &big, FlexType::I16, TAEndian::Little, &out);
+  EXPECT_EQ(-32768, out);
+
+  out = 5;
+  f.TransformArray(1, FlexType::F64, static_cast<TAEndian>(2), &big, FlexType::I16,
+                   TAEndian::Little, &out);
+  EXPECT_EQ(5, out);
+  f.TransformArray(0, FlexType::F64, TAEndian::Little, &big, FlexType::I16, TAEndian::Little, &out);
+  EXPECT_EQ(5, out);
+
+  for (std::uint16_t code : {0x0001, 0x0504, 0x0900, 0x0800}) {
+    try {
+      f.TransformArray(1, FlexType::I16, TAEndian::Little, i16.data(), static_cast<FlexType>(code),
+                       TAEndian::Little, flags);
+      ADD_FAILURE() << code;
+    } catch (const InvalidArgument& e) {
+      EXPECT_STREQ("FlexData", e.getFile());
+      EXPECT_EQ(1371, e.getLine());
+    }
+    try {
+      f.TransformArray(1, static_cast<FlexType>(code), TAEndian::Little, i16.data(), FlexType::I16,
+                       TAEndian::Little, flags);
+      ADD_FAILURE() << code;
+    } catch (const InvalidArgument& e) {
+      EXPECT_STREQ("FlexData", e.getFile());
+      EXPECT_EQ(1330, e.getLine());
+    }
+  }
+}
+
+}  // namespace
