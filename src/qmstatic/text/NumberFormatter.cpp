@@ -1,6 +1,8 @@
 // printf-identical rendering of the display formats: std::to_chars gives exactly the digits of
 // printf for a precision (both round the exact binary value, ties to even), and the flags are
 // applied here. About three times faster than snprintf, which parses its format on every call.
+#include <langinfo.h>
+
 #include <cfloat>
 #include <charconv>
 #include <cmath>
@@ -84,6 +86,12 @@ int FormatGeneralFromShortest(double value, int precision, char* out) {
   return n;
 }
 
+// True when the process's numeric locale writes '.' as the decimal point, as std::to_chars does.
+bool PointIsDecimalSeparator() noexcept {
+  const char* radix = nl_langinfo(RADIXCHAR);
+  return radix[0] == '.' && radix[1] == '\0';
+}
+
 int FormatWithSnprintf(const char* printfText, double value, char* out, std::size_t outSize) {
   const int n = std::snprintf(out, outSize, printfText, value);
   return (n < 0 || static_cast<std::size_t>(n) >= outSize) ? -1 : n;
@@ -116,8 +124,10 @@ int FormatDouble(const DoubleFormat& format, double value, char* out, std::size_
       return FormatWithSnprintf(format.printfText, value, out, outSize);
   }
   // Infinities and NaN are spelled by the C library and padded with blanks even under the '0'
-  // flag; they are rare enough to leave to it, like texts with more than one conversion.
-  if (c.otherFlag || format.printfText[c.length] != '\0' || !std::isfinite(value)) {
+  // flag; they are rare enough to leave to it, like texts with more than one conversion and
+  // processes whose numeric locale writes another decimal point than '.'.
+  if (c.otherFlag || format.printfText[c.length] != '\0' || !std::isfinite(value) ||
+      !PointIsDecimalSeparator()) {
     return FormatWithSnprintf(format.printfText, value, out, outSize);
   }
   const int precision = c.precision < 0 ? 6 : c.precision;
