@@ -1,0 +1,556 @@
+#include "kel/StringBase.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "kel/DLLMalloc.h"
+#include "kel/exception.h"
+#include "support/KelTest.h"
+#include "support/ScopedLocale.h"
+
+namespace {
+
+using zo::kel::AsciiString;
+using zo::kel::AString;
+using zo::kel::npos;
+using zo::kel::WString;
+using zo::kel::exception::BoundExceeded2;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::DeserializationError;
+using zo::kel::exception::InvalidSequence;
+using zo::kel::exception::OutOfRange2;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+using Sizes = std::vector<unsigned long long>;
+
+constexpr std::int32_t kRangeCode = static_cast<std::int32_t>(0x8ABC7007u);
+constexpr const char* kOutOfRange = "Out of range: String offset out of range";
+constexpr const char* kTooLarge =
+    "A request was made that would exceed the bounds: Resulting string too large";
+
+// Text of character type C from ASCII, embedded NULs kept.
+template <typename C>
+std::basic_string<C> Txt(const char* ascii, std::size_t n) {
+  return std::basic_string<C>(ascii, ascii + n);
+}
+template <typename C, std::size_t N>
+std::basic_string<C> Txt(const char (&ascii)[N]) {
+  return Txt<C>(ascii, N - 1);
+}
+template <typename S>
+S Make(const std::basic_string<typename S::value_type>& text) {
+  return S(text.data(), static_cast<unsigned>(text.size()));
+}
+template <typename S>
+std::basic_string<typename S::value_type> Std(const S& s) {
+  return std::basic_string<typename S::value_type>(s.begin(), s.end());
+}
+
+// Records the byte count of every allocation the library asks for while it lives, refusing those
+// of refuseFrom bytes or more as an exhausted heap would.
+class AllocationLog {
+ public:
+  explicit AllocationLog(unsigned long long refuseFrom = ~0ull) {
+    sizes_.clear();
+    refuseFrom_ = refuseFrom;
+    previous_ = zo::kel::detail::SetAllocationHook(&Record);
+  }
+  ~AllocationLog() { zo::kel::detail::SetAllocationHook(previous_); }
+  const Sizes& sizes() const { return sizes_; }
+
+ private:
+  static bool Record(unsigned long long bytes) {
+    sizes_.push_back(bytes);
+    return bytes >= refuseFrom_;
+  }
+  static inline Sizes sizes_;
+  static inline unsigned long long refuseFrom_ = 0;
+  zo::kel::detail::AllocationHook previous_;
+};
+
+template <typename S>
+class StringTest : public ::testing::Test {};
+using Instances = ::testing::Types<AsciiString, AString, WString>;
+TYPED_TEST_SUITE(StringTest, Instances);
+
+TYPED_TEST(StringTest, ConstructorsCopyExactlyAndTerminate) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  using O = std::conditional_t<std::is_same<C, char>::value, wchar_t, char>;
+  const unsigned w = sizeof(C);
+
+  const S empty;
+  EXPECT_TRUE(empty.empty());
+  ASSERT_NE(nullptr, empty.c_str());
+  EXPECT_EQ(C(), empty.c_str()[0]);
+  EXPECT_TRUE(S(static_cast<const C*>(nullptr)).empty());
+  EXPECT_TRUE(S(static_cast<const C*>(nullptr), 4u).empty());
+  EXPECT_TRUE(S(static_cast<const O*>(nullptr)).empty());
+
+  const auto withNul = Txt<C>("a\0b\0", 4);
+  {
+    AllocationLog log;
+    const S counted(withNul.data(), 4u);
+    EXPECT_EQ((Sizes{5u * w}), log.sizes());  // length + 1, no spare room
+    EXPECT_EQ(withNul, Std(counted));
+    EXPECT_EQ(C(), counted[4]);
+    EXPECT_TRUE(counted.hasEmbeddedNull());
+    const S copy(counted);
+    EXPECT_EQ(withNul, Std(copy));
+    EXPECT_NE(counted.c_str(), copy.c_str());
+  }
+  const S abc(Txt<C>("abc").c_str());
+  EXPECT_EQ(3u, abc.length());
+  EXPECT_FALSE(abc.hasEmbeddedNull());
+  EXPECT_EQ(Txt<C>("a\0b", 3), Std(S(withNul.data(), withNul.data() + 3)));
+  EXPECT_EQ(Txt<C>("xxx"), Std(S(3u, C('x'))));
+  EXPECT_EQ(Txt<C>("b"), Std(S(abc, 1, 1)));
+  EXPECT_EQ(Txt<C>("bc"), Std(S(abc, 1, 7)));
+  EXPECT_TRUE(S(abc, 3).empty());
+  EXPECT_EQ(Txt<C>("abca\0b\0", 7), Std(S(abc, Make<S>(withNul))));
+  EXPECT_KEL_THROW(S(abc, 4), OutOfRange2, kRangeCode, kOutOfRange);
+}
+
+TYPED_TEST(StringTest, GrowsToTwiceTheNeedOrExactlyTheNeedWhenRefused) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  const unsigned w = sizeof(C);
+  S s(Txt<C>("0123456789").c_str());
+  {
+    AllocationLog log;
+    s += C('a');  // 11 needed: capacity 22
+    EXPECT_EQ((Sizes{23u * w}), log.sizes());
+  }
+  {
+    AllocationLog log;
+    s.append(11u, C('b'));
+    EXPECT_TRUE(log.sizes().empty());
+  }
+  {
+    AllocationLog log;
+    s += C('c');
+    EXPECT_EQ((Sizes{47u * w}), log.sizes());
+  }
+  EXPECT_EQ(Txt<C>("0123456789abbbbbbbbbbbc"), Std(s));
+
+  S t(Txt<C>("0123456789").c_str());
+  {
+    AllocationLog log(23u * w);  // doubling refused: capacity 11
+    t += C('a');
+    EXPECT_EQ((Sizes{23u * w, 12u * w}), log.sizes());
+  }
+  {
+    AllocationLog log;
+    t += C('b');
+    EXPECT_EQ((Sizes{25u * w}), log.sizes());
+  }
+  const C* block = t.c_str();
+  const S forty(40u, C('z'));
+  {
+    AllocationLog log(0);
+    EXPECT_THROW(t.append(30u, C('z')), std::bad_alloc);
+    EXPECT_THROW(t.append(forty), std::bad_alloc);
+  }
+  EXPECT_EQ(block, t.c_str());
+  EXPECT_EQ(Txt<C>("0123456789ab"), Std(t));
+}
+
+TYPED_TEST(StringTest, AssignmentResizesExactlyAndToleratesItsOwnText) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  const unsigned w = sizeof(C);
+  S s(Txt<C>("abcdefgh").c_str());
+  const C* block = s.c_str();
+  const S four(Txt<C>("wxyz").c_str());
+  const S three(Txt<C>("123").c_str());
+  const S nine(Txt<C>("ABCDEFGHI").c_str());
+  {
+    AllocationLog log;
+    S& alias = s;
+    s = alias;
+    s = s.c_str();
+    s = four;  // half the capacity: block kept
+    EXPECT_TRUE(log.sizes().empty());
+    EXPECT_EQ(block, s.c_str());
+    EXPECT_EQ(Txt<C>("wxyz"), Std(s));
+  }
+  {
+    AllocationLog log;
+    s = three;  // below half of 8: shrunk
+    s = nine;
+    EXPECT_EQ((Sizes{4u * w, 10u * w}), log.sizes());
+  }
+  s = s.c_str() + 6;  // shrinking from its own text
+  EXPECT_EQ(Txt<C>("GHI"), Std(s));
+  s = s.c_str() + 1;
+  EXPECT_EQ(Txt<C>("HI"), Std(s));
+  {
+    AllocationLog log(0);
+    EXPECT_THROW(s = nine, std::bad_alloc);
+    EXPECT_THROW(s.assign(nine.c_str(), 9u), std::bad_alloc);
+  }
+  EXPECT_EQ(Txt<C>("HI"), Std(s));
+  s.assign(Txt<C>("p\0q", 3).data(), 3u);
+  EXPECT_EQ(Txt<C>("p\0q", 3), Std(s));
+  s = static_cast<const C*>(nullptr);
+  EXPECT_TRUE(s.empty());
+}
+
+TYPED_TEST(StringTest, AppendsEveryFormIncludingItsOwnText) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  S s(Txt<C>("ab").c_str());
+  s.append(S(Txt<C>("cd").c_str()));
+  s.append(S(Txt<C>("xefx").c_str()), 1, 2);
+  s.append(Txt<C>("gh").c_str());
+  s.append(Txt<C>("ij\0k", 4).data(), 4u);
+  s.append(2u, C('l'));
+  s += C('m');
+  s += Txt<C>("n").c_str();
+  s += S(Txt<C>("o").c_str());
+  EXPECT_EQ(Txt<C>("abcdefghij\0kllmno", 17), Std(s));
+
+  const S x(Txt<C>("x").c_str());
+  EXPECT_EQ(Txt<C>("xx"), Std(x + x));
+  EXPECT_EQ(Txt<C>("xy"), Std(x + Txt<C>("y").c_str()));
+  EXPECT_EQ(Txt<C>("yx"), Std(Txt<C>("y").c_str() + x));
+  EXPECT_EQ(Txt<C>("xz"), Std(x + C('z')));
+
+  // Each of these grows the block while the source lies in the old one.
+  S t(Txt<C>("xyz").c_str());
+  t.append(t);
+  EXPECT_EQ(Txt<C>("xyzxyz"), Std(t));
+  S u(Txt<C>("0123456789").c_str());
+  u.append(u, 5, 5);
+  EXPECT_EQ(Txt<C>("012345678956789"), Std(u));
+  S v(Txt<C>("0123").c_str());
+  v.append(v.c_str() + 1);
+  EXPECT_EQ(Txt<C>("0123123"), Std(v));
+
+  EXPECT_KEL_THROW(v.append(x, 2, 1), OutOfRange2, kRangeCode, kOutOfRange);
+  EXPECT_EQ(Txt<C>("0123123"), Std(v));
+}
+
+TYPED_TEST(StringTest, OversizedResultsAreRefusedBeforeAnyAllocation) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  // The longest string: its block, terminator included, must fit 4 GiB.
+  const unsigned maxLength = sizeof(C) == 1 ? 0xFFFFFFFEu : 0x3FFFFFFEu;
+  S s(Txt<C>("ab").c_str());
+  AllocationLog log;
+  EXPECT_KEL_THROW(s.append(maxLength - 1u, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
+  EXPECT_KEL_THROW(s.append(npos, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
+  EXPECT_KEL_THROW(s.resize(npos), BoundExceeded2, kRangeCode, kTooLarge);
+  EXPECT_KEL_THROW(S(maxLength + 1u, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
+  EXPECT_TRUE(log.sizes().empty());
+  EXPECT_EQ(Txt<C>("ab"), Std(s));
+}
+
+TYPED_TEST(StringTest, OrdersIgnoreCaseExceptExactCompare) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  const S abc(Txt<C>("abc").c_str());
+  const S upper(Txt<C>("ABC").c_str());
+  const S abd(Txt<C>("ABD").c_str());
+  EXPECT_TRUE(abc == upper);
+  EXPECT_FALSE(abc != upper);
+  EXPECT_EQ(0, abc.compare(upper));
+  EXPECT_TRUE(abc < abd);
+  EXPECT_TRUE(abd > abc);
+  EXPECT_FALSE(abd < abc);
+  EXPECT_TRUE(S(Txt<C>("ab").c_str()) < abc);
+  EXPECT_GT(abc.exactCompare(upper), 0);
+  EXPECT_EQ(0, abc.exactCompare(S(Txt<C>("abc").c_str())));
+
+  // Embedded NULs take part in every order.
+  const S aNulB = Make<S>(Txt<C>("a\0b", 3));
+  const S aNulC = Make<S>(Txt<C>("a\0C", 3));
+  EXPECT_TRUE(aNulB < aNulC);
+  EXPECT_TRUE(aNulB > S(Txt<C>("a").c_str()));
+  EXPECT_LT(aNulB.exactCompare(Make<S>(Txt<C>("a\0c", 3))), 0);
+
+  const S text(Txt<C>("xxABCyy").c_str());
+  EXPECT_EQ(0, text.compare(2, 3, Txt<C>("abc").c_str(), 3));
+  EXPECT_EQ(0, text.compare(2, npos, Txt<C>("abcYY").c_str(), 5));
+  EXPECT_LT(text.compare(2, 3, Txt<C>("abd").c_str(), 3), 0);
+  EXPECT_GT(text.compare(2, 3, Txt<C>("ab").c_str(), 2), 0);
+  EXPECT_KEL_THROW(text.compare(8, 1, abc.c_str(), 3), OutOfRange2, kRangeCode, kOutOfRange);
+}
+
+TYPED_TEST(StringTest, SearchesMeanWhatTheStandardStringsMean) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  using Ref = std::basic_string<C>;
+  const Ref hay = Txt<C>("abcabcXa\0c", 10);
+  const S s = Make<S>(hay);
+  // The standard string is the reference; its npos is mapped onto the library's.
+  const auto pos = [](std::size_t p) { return p == Ref::npos ? npos : static_cast<unsigned>(p); };
+  const Ref needles[] = {Ref(),        Txt<C>("a"),  Txt<C>("bc"), Txt<C>("ca"), Txt<C>("\0c", 2),
+                         Txt<C>("zz"), Txt<C>("cX"), hay,          hay + C('!')};
+  const unsigned starts[] = {0u, 1u, 3u, 4u, 9u, 10u, 11u, npos};
+  for (const unsigned start : starts) {
+    for (const Ref& n : needles) {
+      const S needle = Make<S>(n);
+      EXPECT_EQ(pos(hay.find(n, start)), s.find(needle, start)) << start;
+      EXPECT_EQ(pos(hay.rfind(n, start)), s.rfind(needle, start)) << start;
+      EXPECT_EQ(pos(hay.find_first_of(n, start)), s.find_first_of(needle, start)) << start;
+      EXPECT_EQ(pos(hay.find_first_not_of(n, start)), s.find_first_not_of(needle, start));
+      EXPECT_EQ(pos(hay.find_last_of(n, start)), s.find_last_of(needle, start)) << start;
+      EXPECT_EQ(pos(hay.find_last_not_of(n, start)), s.find_last_not_of(needle, start));
+    }
+    for (const C ch : {C('a'), C('c'), C(), C('z')}) {
+      EXPECT_EQ(pos(hay.find(ch, start)), s.find(ch, start)) << start;
+      EXPECT_EQ(pos(hay.rfind(ch, start)), s.rfind(ch, start)) << start;
+      EXPECT_EQ(pos(hay.find_first_of(ch, start)), s.find_first_of(ch, start)) << start;
+      EXPECT_EQ(pos(hay.find_first_not_of(ch, start)), s.find_first_not_of(ch, start));
+      EXPECT_EQ(pos(hay.find_last_of(ch, start)), s.find_last_of(ch, start)) << start;
+      EXPECT_EQ(pos(hay.find_last_not_of(ch, start)), s.find_last_not_of(ch, start));
+    }
+  }
+  const S hello(Txt<C>("hello").c_str());
+  EXPECT_EQ(3u, hello.rfind(C('l')));
+  EXPECT_EQ(npos, hello.find(C('o'), 5));
+  EXPECT_EQ(5u, hello.find(S(), 5));
+  EXPECT_EQ(npos, S().rfind(C('a')));
+  EXPECT_EQ(npos, S().find_last_not_of(C('a')));
+}
+
+TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
+  using S = TypeParam;
+  using C = typename S::value_type;
+  using Ref = std::basic_string<C>;
+  const S hello(Txt<C>("hello").c_str());
+  EXPECT_EQ(Txt<C>("llo"), Std(hello.substr(2, npos)));
+  EXPECT_EQ(Txt<C>("el"), Std(hello.substr(1, 2)));
+  EXPECT_EQ(Txt<C>("ello"), Std(hello.substr(1, 9)));
+  EXPECT_EQ(Txt<C>("lo"), Std(hello.substr(3, 0xFFFFFFFEu)));
+  EXPECT_TRUE(hello.substr(5).empty());
+  EXPECT_TRUE(hello.substr(6, 2).empty());  // deliberately no range error
+
+  C buf[6];
+  std::fill(buf, buf + 6, C('Z'));
+  EXPECT_EQ(3u, hello.copy(buf, 3, 1));
+  EXPECT_EQ(Txt<C>("ellZZZ"), Ref(buf, 6));
+  EXPECT_EQ(2u, hello.copy(buf, 9, 3));
+  EXPECT_EQ(0u, hello.copy(buf, 1, 5));
+  EXPECT_KEL_THROW(hello.copy(buf, 1, 6), OutOfRange2, kRangeCode, kOutOfRange);
+
+  S s(hello);
+  s.erase(1, 2);
+  EXPECT_EQ(Txt<C>("hlo"), Std(s));
+  EXPECT_EQ(s.begin() + 1, s.erase(s.begin() + 1, s.begin() + 2));
+  EXPECT_EQ(Txt<C>("ho"), Std(s));
+  EXPECT_EQ(C(), s.c_str()[2]);
+  s.erase(2);
+  s.erase(1);
+  EXPECT_EQ(Txt<C>("h"), Std(s));
+  EXPECT_KEL_THROW(s.erase(2, 1), OutOfRange2, kRangeCode, kOutOfRange);
+
+  s = hello;
+  s.replace(1, 3, S(Txt<C>("ipp").c_str()));
+  EXPECT_EQ(Txt<C>("hippo"), Std(s));
+  s.replace(0, 0, S(Txt<C>(">").c_str()));
+  s.replace(6, 9, S(Txt<C>("!!").c_str()));
+  EXPECT_EQ(Txt<C>(">hippo!!"), Std(s));
+  s.replace(1, 5, S(Txt<C>("abcdef").c_str()), 2, 9);
+  EXPECT_EQ(Txt<C>(">cdef!!"), Std(s));
+  s.replace(1, 0, s);  // from its own text, growing
+  EXPECT_EQ(Txt<C>(">>cdef!!cdef!!"), Std(s));
+  EXPECT_KEL_THROW(s.replace(15, 0, hello), OutOfRange2, kRangeCode, kOutOfRange);
+  EXPECT_KEL_THROW(s.replace(0, 1, hello, 6, 1), OutOfRange2, kRangeCode, kOutOfRange);
+  EXPECT_EQ(Txt<C>(">>cdef!!cdef!!"), Std(s));
+
+  s = hello;
+  s.resize(7, C('-'));
+  EXPECT_EQ(Txt<C>("hello--"), Std(s));
+  s.resize(7);
+  s.resize(2);
+  EXPECT_EQ(Txt<C>("he"), Std(s));
+  s.resize(3);
+  EXPECT_EQ(Txt<C>("he\0", 3), Std(s));
+
+  S other(Txt<C>("xy").c_str());
+  const C* mine = s.c_str();
+  const C* theirs = other.c_str();
+  s.swap(other);
+  EXPECT_EQ(theirs, s.c_str());
+  EXPECT_EQ(mine, other.c_str());
+  EXPECT_EQ(Txt<C>("xy"), Std(s));
+
+  s.freeString();
+  EXPECT_EQ(nullptr, s.c_str());
+  s = hello;  // re-initialised after the release
+  EXPECT_EQ(Txt<C>("hello"), Std(s));
+  s.checkInvariants();
+}
+
+template <typename S>
+class NarrowStringTest : public ::testing::Test {};
+using NarrowInstances = ::testing::Types<AsciiString, AString>;
+TYPED_TEST_SUITE(NarrowStringTest, NarrowInstances);
+
+TYPED_TEST(NarrowStringTest, ByteImageCountsTheTerminator) {
+  using S = TypeParam;
+  struct Row {
+    std::string text;
+    const char* image;
+  };
+  const Row rows[] = {{"", "01 00 00 00 00"},
+                      {"abc", "04 00 00 00 61 62 63 00"},
+                      {std::string("a\0b", 3), "04 00 00 00 61 00 62 00"}};
+  for (const Row& row : rows) {
+    const S s = Make<S>(row.text);
+    ASSERT_EQ(row.text.size() + 5u, s.serializationSize());
+    std::vector<unsigned char> buf(s.serializationSize() + 1u, 0xEE);
+    unsigned char* cursor = buf.data();
+    s.serialize(cursor, buf.data() + buf.size());
+    EXPECT_EQ(row.image, ToHex(buf.data(), cursor - buf.data()));
+    EXPECT_EQ(0xEE, buf.back());
+
+    S back(Txt<char>("previous").c_str());
+    const unsigned char* in = buf.data();
+    back.deserialize(in, buf.data() + buf.size());
+    EXPECT_EQ(row.text, Std(back));
+    EXPECT_EQ(buf.data() + s.serializationSize(), in);
+
+    unsigned char* out = buf.data();
+    EXPECT_KEL_THROW(s.serialize(out, buf.data() + s.serializationSize() - 1u), BufferOverflow,
+                     0x8ABC7017u, "Buffer overflowed");
+    EXPECT_EQ(buf.data(), out);
+  }
+}
+
+TYPED_TEST(NarrowStringTest, MalformedImagesFailBeforeAllocatingAndChangeNothing) {
+  using S = TypeParam;
+  const char* images[] = {
+      "00 00 00 00 61",           // a count of 0 has no room for the terminator
+      "03 00 00 00 61 62 63",     // last counted byte is not 0
+      "05 00 00 00 61 62 63 00",  // shorter than its count
+      "FF FF FF FF 61 62 63 00",  // hostile count
+      "02 00 00",                 // no complete count
+  };
+  for (const char* image : images) {
+    const auto bytes = Hex(image);
+    S s(Txt<char>("keep").c_str());
+    const unsigned char* cursor = bytes.data();
+    AllocationLog log;
+    EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), DeserializationError,
+                     0x8ABC7014u, "Failed to deserialize");
+    EXPECT_TRUE(log.sizes().empty()) << image;
+    EXPECT_EQ(bytes.data(), cursor);
+    EXPECT_EQ("keep", Std(s));
+  }
+  const auto good = Hex("07 00 00 00 61 62 63 64 65 66 00");
+  S s(Txt<char>("x").c_str());
+  const unsigned char* cursor = good.data();
+  {
+    AllocationLog log(0);
+    EXPECT_THROW(s.deserialize(cursor, good.data() + good.size()), std::bad_alloc);
+  }
+  EXPECT_EQ(good.data(), cursor);
+  EXPECT_EQ("x", Std(s));
+  s.freeString();
+  s.deserialize(cursor, good.data() + good.size());
+  EXPECT_EQ("abcdef", Std(s));
+}
+
+TEST(WString, ByteImageIsCountedUtf8WithoutTerminator) {
+  struct Row {
+    std::wstring text;
+    const char* image;
+  };
+  const Row rows[] = {{L"", "00 00 00 00"},
+                      {L"abc", "03 00 00 00 61 62 63"},
+                      {std::wstring(L"a\0b", 3), "03 00 00 00 61 00 62"},
+                      {L"\u00E9\u20AC\U0001F600", "09 00 00 00 C3 A9 E2 82 AC F0 9F 98 80"}};
+  for (const Row& row : rows) {
+    const WString s = Make<WString>(row.text);
+    std::vector<unsigned char> buf(s.serializationSize());
+    unsigned char* cursor = buf.data();
+    s.serialize(cursor, buf.data() + buf.size());
+    EXPECT_EQ(row.image, ToHex(buf));
+    EXPECT_EQ(buf.data() + buf.size(), cursor);
+
+    WString back(L"previous");
+    const unsigned char* in = buf.data();
+    back.deserialize(in, buf.data() + buf.size());
+    EXPECT_EQ(row.text, Std(back));
+    EXPECT_EQ(buf.data() + buf.size(), in);
+
+    unsigned char* out = buf.data();
+    EXPECT_KEL_THROW(s.serialize(out, buf.data() + buf.size() - 1u), BufferOverflow, 0x8ABC7017u,
+                     "Buffer overflowed");
+    EXPECT_EQ(buf.data(), out);
+  }
+}
+
+TEST(WString, MalformedImagesFailAndChangeNothing) {
+  struct Row {
+    const char* image;
+    bool badSequence;
+  };
+  const Row rows[] = {
+      {"02 00 00 00 C0 80", true},         // overlong form
+      {"02 00 00 00 E2 82", true},         // sequence runs past the count
+      {"04 00 00 00 61 62", false},        // shorter than its count
+      {"FF FF FF FF 61 62 63 64", false},  // hostile count
+      {"01 00", false},                    // no complete count
+  };
+  for (const Row& row : rows) {
+    const auto bytes = Hex(row.image);
+    WString s(L"keep");
+    const unsigned char* cursor = bytes.data();
+    AllocationLog log;
+    if (row.badSequence) {
+      EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), InvalidSequence,
+                       0x8ABC7030u, "Invalid UTF8 encoding sequence");
+    } else {
+      EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), DeserializationError,
+                       0x8ABC7014u, "Failed to deserialize");
+      EXPECT_TRUE(log.sizes().empty()) << row.image;
+    }
+    EXPECT_EQ(bytes.data(), cursor);
+    EXPECT_EQ(L"keep", Std(s));
+  }
+}
+
+TEST(StringConversion, NarrowSideCodeSetFollowsTheInstance) {
+  const zo_kel_test::ScopedLocale utf8("C.UTF-8");
+  ASSERT_TRUE(utf8.ok());
+  const char eAcute[] = "\xC3\xA9";
+  // Locale text and bare narrow text are read in the locale's code set, ASCII text in US-ASCII.
+  EXPECT_EQ(L"\u00E9", Std(WString(AString(eAcute))));
+  EXPECT_EQ(L"\u00E9", Std(WString(eAcute)));
+  EXPECT_EQ(L"\u00E9", Std(WString(eAcute, eAcute + 2)));
+  EXPECT_EQ(L"??", Std(WString(AsciiString(eAcute))));
+
+  const WString euro(L"\u00E9\u20AC");
+  EXPECT_EQ("\xC3\xA9\xE2\x82\xAC", Std(AString(euro)));
+  EXPECT_EQ("??", Std(AsciiString(euro)));
+  EXPECT_EQ("?", Std(AsciiString(L"\u00E9")));
+  EXPECT_EQ("\xC3\xA9", Std(AString(L"\u00E9", 1u)));
+
+  // Between the two narrow instances the bytes are copied as they are.
+  EXPECT_EQ(eAcute, Std(AString(AsciiString(eAcute))));
+  EXPECT_EQ(eAcute, Std(AsciiString(AString(eAcute))));
+
+  AString assigned("x");
+  assigned = L"\u20AC";
+  EXPECT_EQ("\xE2\x82\xAC", Std(assigned));
+  WString wide(L"x");
+  wide = "\xE2\x82\xAC";
+  EXPECT_EQ(L"\u20AC", Std(wide));
+  EXPECT_EQ(std::wstring(L"a\0b", 3), Std(WString(AString("a\0b", 3u))));
+
+  const zo_kel_test::ScopedLocale c("C");
+  ASSERT_TRUE(c.ok());
+  EXPECT_EQ(L"??", Std(WString(AString(eAcute))));  // not valid in the C locale's code set
+}
+
+}  // namespace
