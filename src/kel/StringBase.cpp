@@ -43,9 +43,23 @@ void MoveChars(C* to, const C* from, unsigned count) {
   if (count != 0) std::memmove(to, from, count * sizeof(C));
 }
 
-template <typename C>
-bool Contains(const C* set, unsigned setSize, C ch) {
-  return std::char_traits<C>::find(set, setSize, ch) != nullptr;
+// The first position at or after pos whose character satisfies match, or npos.
+template <typename C, typename Match>
+unsigned ScanForward(const C* text, unsigned length, unsigned pos, Match match) {
+  for (unsigned i = pos; i < length; ++i) {
+    if (match(text[i])) return i;
+  }
+  return npos;
+}
+
+// The last position at or before pos (clamped to the text) whose character satisfies match.
+template <typename C, typename Match>
+unsigned ScanBackward(const C* text, unsigned length, unsigned pos, Match match) {
+  if (length == 0) return npos;
+  for (unsigned i = std::min(pos, length - 1u) + 1u; i-- > 0;) {
+    if (match(text[i])) return i;
+  }
+  return npos;
 }
 
 // Narrow and wide text cross through the platform converter; the result is a new[] array.
@@ -382,12 +396,7 @@ typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find(const StringBa
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::rfind(C ch,
                                                                    size_type pos) const noexcept {
-  const size_type length = size();
-  if (length == 0) return npos;
-  for (size_type i = std::min(pos, length - 1u) + 1u; i-- > 0;) {
-    if (begin_[i] == ch) return i;
-  }
-  return npos;
+  return ScanBackward(begin_, size(), pos, [ch](C c) { return c == ch; });
 }
 
 template <typename C, typename O, typename W>
@@ -405,11 +414,7 @@ typename StringBase<C, O, W>::size_type StringBase<C, O, W>::rfind(const StringB
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_first_of(
     const StringBase& set, size_type pos) const noexcept {
-  const size_type length = size();
-  for (size_type i = pos; i < length; ++i) {
-    if (Contains(set.begin_, set.size(), begin_[i])) return i;
-  }
-  return npos;
+  return ScanForward(begin_, size(), pos, [&set](C c) { return set.find(c) != npos; });
 }
 
 template <typename C, typename O, typename W>
@@ -421,32 +426,19 @@ typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_first_of(
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_first_not_of(
     const StringBase& set, size_type pos) const noexcept {
-  const size_type length = size();
-  for (size_type i = pos; i < length; ++i) {
-    if (!Contains(set.begin_, set.size(), begin_[i])) return i;
-  }
-  return npos;
+  return ScanForward(begin_, size(), pos, [&set](C c) { return set.find(c) == npos; });
 }
 
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_first_not_of(
     C ch, size_type pos) const noexcept {
-  const size_type length = size();
-  for (size_type i = pos; i < length; ++i) {
-    if (begin_[i] != ch) return i;
-  }
-  return npos;
+  return ScanForward(begin_, size(), pos, [ch](C c) { return c != ch; });
 }
 
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_last_of(
     const StringBase& set, size_type pos) const noexcept {
-  const size_type length = size();
-  if (length == 0) return npos;
-  for (size_type i = std::min(pos, length - 1u) + 1u; i-- > 0;) {
-    if (Contains(set.begin_, set.size(), begin_[i])) return i;
-  }
-  return npos;
+  return ScanBackward(begin_, size(), pos, [&set](C c) { return set.find(c) != npos; });
 }
 
 template <typename C, typename O, typename W>
@@ -458,23 +450,13 @@ typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_last_of(
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_last_not_of(
     const StringBase& set, size_type pos) const noexcept {
-  const size_type length = size();
-  if (length == 0) return npos;
-  for (size_type i = std::min(pos, length - 1u) + 1u; i-- > 0;) {
-    if (!Contains(set.begin_, set.size(), begin_[i])) return i;
-  }
-  return npos;
+  return ScanBackward(begin_, size(), pos, [&set](C c) { return set.find(c) == npos; });
 }
 
 template <typename C, typename O, typename W>
 typename StringBase<C, O, W>::size_type StringBase<C, O, W>::find_last_not_of(
     C ch, size_type pos) const noexcept {
-  const size_type length = size();
-  if (length == 0) return npos;
-  for (size_type i = std::min(pos, length - 1u) + 1u; i-- > 0;) {
-    if (begin_[i] != ch) return i;
-  }
-  return npos;
+  return ScanBackward(begin_, size(), pos, [ch](C c) { return c != ch; });
 }
 
 // ---- editing ----

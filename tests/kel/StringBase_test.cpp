@@ -294,24 +294,18 @@ TYPED_TEST(StringTest, SearchesMeanWhatTheStandardStringsMean) {
   const Ref needles[] = {Ref(),        Txt<C>("a"),  Txt<C>("bc"), Txt<C>("ca"), Txt<C>("\0c", 2),
                          Txt<C>("zz"), Txt<C>("cX"), hay,          hay + C('!')};
   const unsigned starts[] = {0u, 1u, 3u, 4u, 9u, 10u, 11u, npos};
+  // The same six searches for a string needle and for a character needle.
+  const auto check = [&](const auto& ref, const auto& needle, unsigned start) {
+    EXPECT_EQ(pos(hay.find(ref, start)), s.find(needle, start)) << start;
+    EXPECT_EQ(pos(hay.rfind(ref, start)), s.rfind(needle, start)) << start;
+    EXPECT_EQ(pos(hay.find_first_of(ref, start)), s.find_first_of(needle, start)) << start;
+    EXPECT_EQ(pos(hay.find_first_not_of(ref, start)), s.find_first_not_of(needle, start));
+    EXPECT_EQ(pos(hay.find_last_of(ref, start)), s.find_last_of(needle, start)) << start;
+    EXPECT_EQ(pos(hay.find_last_not_of(ref, start)), s.find_last_not_of(needle, start));
+  };
   for (const unsigned start : starts) {
-    for (const Ref& n : needles) {
-      const S needle = Make<S>(n);
-      EXPECT_EQ(pos(hay.find(n, start)), s.find(needle, start)) << start;
-      EXPECT_EQ(pos(hay.rfind(n, start)), s.rfind(needle, start)) << start;
-      EXPECT_EQ(pos(hay.find_first_of(n, start)), s.find_first_of(needle, start)) << start;
-      EXPECT_EQ(pos(hay.find_first_not_of(n, start)), s.find_first_not_of(needle, start));
-      EXPECT_EQ(pos(hay.find_last_of(n, start)), s.find_last_of(needle, start)) << start;
-      EXPECT_EQ(pos(hay.find_last_not_of(n, start)), s.find_last_not_of(needle, start));
-    }
-    for (const C ch : {C('a'), C('c'), C(), C('z')}) {
-      EXPECT_EQ(pos(hay.find(ch, start)), s.find(ch, start)) << start;
-      EXPECT_EQ(pos(hay.rfind(ch, start)), s.rfind(ch, start)) << start;
-      EXPECT_EQ(pos(hay.find_first_of(ch, start)), s.find_first_of(ch, start)) << start;
-      EXPECT_EQ(pos(hay.find_first_not_of(ch, start)), s.find_first_not_of(ch, start));
-      EXPECT_EQ(pos(hay.find_last_of(ch, start)), s.find_last_of(ch, start)) << start;
-      EXPECT_EQ(pos(hay.find_last_not_of(ch, start)), s.find_last_not_of(ch, start));
-    }
+    for (const Ref& n : needles) check(n, Make<S>(n), start);
+    for (const C ch : {C('a'), C('c'), C(), C('z')}) check(ch, ch, start);
   }
   const S hello(Txt<C>("hello").c_str());
   EXPECT_EQ(3u, hello.rfind(C('l')));
