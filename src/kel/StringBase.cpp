@@ -3,6 +3,7 @@
 #include "kel/StringBase.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
 #include <functional>
@@ -70,6 +71,12 @@ void Convert(const wchar_t* first, const wchar_t* last, const char* codeSet, cha
 void Convert(const char* first, const char* last, const char* codeSet, wchar_t*& outBegin,
              wchar_t*& outEnd) {
   osdep::AnsiToWide(first, last, codeSet, outBegin, outEnd);
+}
+
+// The room an image needs, as a byte count that cannot wrap on a 32-bit host: a size beyond the
+// address space becomes the largest one, which no room can hold.
+std::size_t ImageBytes(unsigned long long bytes) {
+  return static_cast<std::size_t>(std::min<unsigned long long>(bytes, SIZE_MAX));
 }
 
 [[noreturn]] void ThrowOutOfRange() {
@@ -555,14 +562,14 @@ void StringBase<C, O, W>::serialize(unsigned char*& cursor, const unsigned char*
   using little_endian::SerializeRaw;
   if constexpr (std::is_same<C, wchar_t>::value) {
     const std::uint32_t count = GetUtf8EncodingBytes(begin_, finish_);
-    CheckSerializationSize(count + std::size_t{4}, cursor, limit);
+    CheckSerializationSize(ImageBytes(count + 4ull), cursor, limit);
     const std::unique_ptr<char[]> utf8(WideToUtf8(begin_, finish_));
     SerializeRaw<std::uint32_t>(count, cursor, limit);
     std::memcpy(cursor, utf8.get(), count);
     cursor += count;
   } else {
     const size_type length = size();
-    CheckSerializationSize(length + std::size_t{5}, cursor, limit);
+    CheckSerializationSize(ImageBytes(length + 5ull), cursor, limit);
     SerializeRaw<std::uint32_t>(length + 1u, cursor, limit);
     std::memcpy(cursor, begin_, length);
     cursor[length] = 0;
