@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "kel/DLLMalloc.h"
+#include "kel/Vector.h"
 #include "kel/exception.h"
+#include "support/AllocationHook.h"
 #include "support/KelTest.h"
 #include "support/ScopedLocale.h"
 
@@ -26,8 +28,12 @@ using zo::kel::exception::DeserializationError;
 using zo::kel::exception::InvalidSequence;
 using zo::kel::exception::OutOfRange2;
 using zo_kel_test::Hex;
+using zo_kel_test::RefuseAllocationsFrom;
 using zo_kel_test::ToHex;
 using Sizes = std::vector<unsigned long long>;
+
+// Allocations are recorded but none is refused.
+constexpr unsigned long long kNoLimit = ~0ull;
 
 constexpr std::int32_t kRangeCode = static_cast<std::int32_t>(0x8ABC7007u);
 constexpr const char* kOutOfRange = "Out of range: String offset out of range";
@@ -52,28 +58,6 @@ std::basic_string<typename S::value_type> Std(const S& s) {
   return std::basic_string<typename S::value_type>(s.begin(), s.end());
 }
 
-// Records the byte count of every allocation the library asks for while it lives, refusing those
-// of refuseFrom bytes or more as an exhausted heap would.
-class AllocationLog {
- public:
-  explicit AllocationLog(unsigned long long refuseFrom = ~0ull) {
-    sizes_.clear();
-    refuseFrom_ = refuseFrom;
-    previous_ = zo::kel::detail::SetAllocationHook(&Record);
-  }
-  ~AllocationLog() { zo::kel::detail::SetAllocationHook(previous_); }
-  const Sizes& sizes() const { return sizes_; }
-
- private:
-  static bool Record(unsigned long long bytes) {
-    sizes_.push_back(bytes);
-    return bytes >= refuseFrom_;
-  }
-  static inline Sizes sizes_;
-  static inline unsigned long long refuseFrom_ = 0;
-  zo::kel::detail::AllocationHook previous_;
-};
-
 template <typename S>
 class StringTest : public ::testing::Test {};
 using Instances = ::testing::Types<AsciiString, AString, WString>;
@@ -95,9 +79,9 @@ TYPED_TEST(StringTest, ConstructorsCopyExactlyAndTerminate) {
 
   const auto withNul = Txt<C>("a\0b\0", 4);
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     const S counted(withNul.data(), 4u);
-    EXPECT_EQ((Sizes{5u * w}), log.sizes());  // length + 1, no spare room
+    EXPECT_EQ((Sizes{5u * w}), log.Sizes());  // length + 1, no spare room
     EXPECT_EQ(withNul, Std(counted));
     EXPECT_EQ(C(), counted[4]);
     EXPECT_TRUE(counted.hasEmbeddedNull());
@@ -123,37 +107,37 @@ TYPED_TEST(StringTest, GrowsToTwiceTheNeedOrExactlyTheNeedWhenRefused) {
   const unsigned w = sizeof(C);
   S s(Txt<C>("0123456789").c_str());
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     s += C('a');  // 11 needed: capacity 22
-    EXPECT_EQ((Sizes{23u * w}), log.sizes());
+    EXPECT_EQ((Sizes{23u * w}), log.Sizes());
   }
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     s.append(11u, C('b'));
-    EXPECT_TRUE(log.sizes().empty());
+    EXPECT_TRUE(log.Sizes().empty());
   }
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     s += C('c');
-    EXPECT_EQ((Sizes{47u * w}), log.sizes());
+    EXPECT_EQ((Sizes{47u * w}), log.Sizes());
   }
   EXPECT_EQ(Txt<C>("0123456789abbbbbbbbbbbc"), Std(s));
 
   S t(Txt<C>("0123456789").c_str());
   {
-    AllocationLog log(23u * w);  // doubling refused: capacity 11
+    RefuseAllocationsFrom log(23u * w);  // doubling refused: capacity 11
     t += C('a');
-    EXPECT_EQ((Sizes{23u * w, 12u * w}), log.sizes());
+    EXPECT_EQ((Sizes{23u * w, 12u * w}), log.Sizes());
   }
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     t += C('b');
-    EXPECT_EQ((Sizes{25u * w}), log.sizes());
+    EXPECT_EQ((Sizes{25u * w}), log.Sizes());
   }
   const C* block = t.c_str();
   const S forty(40u, C('z'));
   {
-    AllocationLog log(0);
+    RefuseAllocationsFrom log(0);
     EXPECT_THROW(t.append(30u, C('z')), std::bad_alloc);
     EXPECT_THROW(t.append(forty), std::bad_alloc);
   }
@@ -171,27 +155,27 @@ TYPED_TEST(StringTest, AssignmentResizesExactlyAndToleratesItsOwnText) {
   const S three(Txt<C>("123").c_str());
   const S nine(Txt<C>("ABCDEFGHI").c_str());
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     S& alias = s;
     s = alias;
     s = s.c_str();
     s = four;  // half the capacity: block kept
-    EXPECT_TRUE(log.sizes().empty());
+    EXPECT_TRUE(log.Sizes().empty());
     EXPECT_EQ(block, s.c_str());
     EXPECT_EQ(Txt<C>("wxyz"), Std(s));
   }
   {
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     s = three;  // below half of 8: shrunk
     s = nine;
-    EXPECT_EQ((Sizes{4u * w, 10u * w}), log.sizes());
+    EXPECT_EQ((Sizes{4u * w, 10u * w}), log.Sizes());
   }
   s = s.c_str() + 6;  // shrinking from its own text
   EXPECT_EQ(Txt<C>("GHI"), Std(s));
   s = s.c_str() + 1;
   EXPECT_EQ(Txt<C>("HI"), Std(s));
   {
-    AllocationLog log(0);
+    RefuseAllocationsFrom log(0);
     EXPECT_THROW(s = nine, std::bad_alloc);
     EXPECT_THROW(s.assign(nine.c_str(), 9u), std::bad_alloc);
   }
@@ -243,12 +227,12 @@ TYPED_TEST(StringTest, OversizedResultsAreRefusedBeforeAnyAllocation) {
   // The longest string: its block, terminator included, must fit 4 GiB.
   const unsigned maxLength = sizeof(C) == 1 ? 0xFFFFFFFEu : 0x3FFFFFFEu;
   S s(Txt<C>("ab").c_str());
-  AllocationLog log;
+  RefuseAllocationsFrom log(kNoLimit);
   EXPECT_KEL_THROW(s.append(maxLength - 1u, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
   EXPECT_KEL_THROW(s.append(npos, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
   EXPECT_KEL_THROW(s.resize(npos), BoundExceeded2, kRangeCode, kTooLarge);
   EXPECT_KEL_THROW(S(maxLength + 1u, C('x')), BoundExceeded2, kRangeCode, kTooLarge);
-  EXPECT_TRUE(log.sizes().empty());
+  EXPECT_TRUE(log.Sizes().empty());
   EXPECT_EQ(Txt<C>("ab"), Std(s));
 }
 
@@ -433,10 +417,10 @@ TYPED_TEST(NarrowStringTest, MalformedImagesFailBeforeAllocatingAndChangeNothing
     const auto bytes = Hex(image);
     S s(Txt<char>("keep").c_str());
     const unsigned char* cursor = bytes.data();
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), DeserializationError,
                      0x8ABC7014u, "Failed to deserialize");
-    EXPECT_TRUE(log.sizes().empty()) << image;
+    EXPECT_TRUE(log.Sizes().empty()) << image;
     EXPECT_EQ(bytes.data(), cursor);
     EXPECT_EQ("keep", Std(s));
   }
@@ -444,7 +428,7 @@ TYPED_TEST(NarrowStringTest, MalformedImagesFailBeforeAllocatingAndChangeNothing
   S s(Txt<char>("x").c_str());
   const unsigned char* cursor = good.data();
   {
-    AllocationLog log(0);
+    RefuseAllocationsFrom log(0);
     EXPECT_THROW(s.deserialize(cursor, good.data() + good.size()), std::bad_alloc);
   }
   EXPECT_EQ(good.data(), cursor);
@@ -500,14 +484,14 @@ TEST(WString, MalformedImagesFailAndChangeNothing) {
     const auto bytes = Hex(row.image);
     WString s(L"keep");
     const unsigned char* cursor = bytes.data();
-    AllocationLog log;
+    RefuseAllocationsFrom log(kNoLimit);
     if (row.badSequence) {
       EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), InvalidSequence,
                        0x8ABC7030u, "Invalid UTF8 encoding sequence");
     } else {
       EXPECT_KEL_THROW(s.deserialize(cursor, bytes.data() + bytes.size()), DeserializationError,
                        0x8ABC7014u, "Failed to deserialize");
-      EXPECT_TRUE(log.sizes().empty()) << row.image;
+      EXPECT_TRUE(log.Sizes().empty()) << row.image;
     }
     EXPECT_EQ(bytes.data(), cursor);
     EXPECT_EQ(L"keep", Std(s));
@@ -545,6 +529,23 @@ TEST(StringConversion, NarrowSideCodeSetFollowsTheInstance) {
   const zo_kel_test::ScopedLocale c("C");
   ASSERT_TRUE(c.ok());
   EXPECT_EQ(L"??", Std(WString(AString(eAcute))));  // not valid in the C locale's code set
+}
+
+TEST(StringVector, PushBackGrowsByOneAndCopiesEveryString) {
+  zo::kel::Vector<AString> names;
+  std::vector<unsigned> capacities;
+  names.push_back(AString("alpha"));
+  capacities.push_back(names.capacity());
+  names.push_back(AString("be\0ta", 5u));
+  capacities.push_back(names.capacity());
+  names.push_back(names[0]);  // an element of the vector itself
+  capacities.push_back(names.capacity());
+  EXPECT_EQ((std::vector<unsigned>{1u, 2u, 3u}), capacities);
+  ASSERT_EQ(3u, names.size());
+  EXPECT_EQ("alpha", Std(names[0]));
+  EXPECT_EQ(std::string("be\0ta", 5), Std(names[1]));
+  EXPECT_EQ("alpha", Std(names[2]));
+  EXPECT_NE(names[0].c_str(), names[2].c_str());
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #ifndef ZO_KEL_TESTS_ALLOCATIONHOOK_H
 #define ZO_KEL_TESTS_ALLOCATIONHOOK_H
 
+#include <vector>
+
 #include "kel/DLLMalloc.h"
 
 namespace zo_kel_test {
@@ -11,9 +13,11 @@ namespace detail {
 inline unsigned long long g_refuseFrom = ~0ull;
 inline unsigned long long g_lastRequest = 0;
 inline int g_requests = 0;
+inline std::vector<unsigned long long> g_sizes;
 inline bool RecordingHook(unsigned long long bytes) {
   g_lastRequest = bytes;
   ++g_requests;
+  g_sizes.push_back(bytes);
   return bytes >= g_refuseFrom;
 }
 }  // namespace detail
@@ -26,6 +30,7 @@ class RefuseAllocationsFrom {
     detail::g_refuseFrom = bytes;
     detail::g_lastRequest = 0;
     detail::g_requests = 0;
+    detail::g_sizes.clear();
     previous_ = zo::kel::detail::SetAllocationHook(&detail::RecordingHook);
   }
   ~RefuseAllocationsFrom() {
@@ -37,9 +42,14 @@ class RefuseAllocationsFrom {
 
   /// Allocations asked for since construction or the last ResetCount().
   int Requests() const { return detail::g_requests; }
-  void ResetCount() { detail::g_requests = 0; }
+  void ResetCount() {
+    detail::g_requests = 0;
+    detail::g_sizes.clear();
+  }
   /// Size of the last allocation asked for.
   unsigned long long LastRequest() const { return detail::g_lastRequest; }
+  /// Sizes of the allocations asked for since construction or the last ResetCount(), in order.
+  const std::vector<unsigned long long>& Sizes() const { return detail::g_sizes; }
 
  private:
   zo::kel::detail::AllocationHook previous_;
