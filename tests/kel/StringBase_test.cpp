@@ -58,10 +58,19 @@ std::basic_string<typename S::value_type> Std(const S& s) {
   return std::basic_string<typename S::value_type>(s.begin(), s.end());
 }
 
+// Names the instances in test output: StringTest/Ascii, StringTest/Ansi, StringTest/Wide.
+struct InstanceName {
+  template <typename S>
+  static std::string GetName(int) {
+    if (std::is_same<S, AsciiString>::value) return "Ascii";
+    return std::is_same<S, AString>::value ? "Ansi" : "Wide";
+  }
+};
+
 template <typename S>
 class StringTest : public ::testing::Test {};
 using Instances = ::testing::Types<AsciiString, AString, WString>;
-TYPED_TEST_SUITE(StringTest, Instances);
+TYPED_TEST_SUITE(StringTest, Instances, InstanceName);
 
 TYPED_TEST(StringTest, ConstructorsCopyExactlyAndTerminate) {
   using S = TypeParam;
@@ -371,7 +380,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
 template <typename S>
 class NarrowStringTest : public ::testing::Test {};
 using NarrowInstances = ::testing::Types<AsciiString, AString>;
-TYPED_TEST_SUITE(NarrowStringTest, NarrowInstances);
+TYPED_TEST_SUITE(NarrowStringTest, NarrowInstances, InstanceName);
 
 TYPED_TEST(NarrowStringTest, ByteImageCountsTheTerminator) {
   using S = TypeParam;
