@@ -16,6 +16,7 @@
 #include "kel/fd/NumericConversion.h"
 #include "kel/fd/fd.h"
 #include "kel/little_endian.h"
+#include "kel/osdep/AbsTimeToString.h"
 #include "kel/osdep/AnsiToWide.h"
 #include "kel/osdep/AtomicInt.h"
 #include "kel/osdep/CriticalSection.h"

@@ -1,0 +1,243 @@
+// Tests of absolute time to calendar text: formats, fractions and their carry, order, suffix, UTC
+// and a pinned local zone, the convertible range, the clock and the global lock.
+#include "kel/osdep/AbsTimeToString.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kel/exception.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using zo::kel::AbsTime;
+using zo::kel::WString;
+using namespace zo::kel::osdep;
+
+std::wstring Text(const WString& s) { return std::wstring(s.c_str(), s.size()); }
+
+// 1904-based seconds of a UTC calendar time after 1970, from the Unix count.
+AbsTime Unix(double seconds, double fraction = 0.0) {
+  return AbsTime(2082844800.0 + seconds, fraction);
+}
+
+std::wstring Utc(const AbsTime& t, unsigned digits, bool timeFirst = false,
+                 const wchar_t* suffix = nullptr) {
+  return Text(
+      AbsTimeToString(t, L"%Y-%m-%d", L"%H:%M:%S", digits, kTimeStringUTC, timeFirst, suffix));
+}
+
+// Sets an environment variable for the life of the object and restores it afterwards.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = std::getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    setenv(name, value, 1);
+    tzset();
+  }
+  ~ScopedEnv() {
+    if (had_) {
+      setenv(name_, old_.c_str(), 1);
+    } else {
+      unsetenv(name_);
+    }
+    tzset();
+  }
+
+ private:
+  const char* name_;
+  bool had_;
+  std::string old_;
+};
+
+TEST(AbsTimeToString, FormatsDateTimeAndFraction) {
+  const AbsTime t = Unix(0.0, 0.25);
+  EXPECT_EQ(L"1970-01-01 00:00:00.250", Utc(t, 3));
+  EXPECT_EQ(L"00:00:00.250 1970-01-01", Utc(t, 3, true));
+  EXPECT_EQ(L"1970-01-01 00:00:00.25", Utc(t, 2));
+  EXPECT_EQ(L"1970-01-01 00:00:00.3", Utc(t, 1));  // 2.5 tenths round up
+  EXPECT_EQ(L"1970-01-01 00:00:00", Utc(t, 0));
+  EXPECT_EQ(L"1970-01-01 00:00:00.250 UTC", Utc(t, 3, false, L"UTC"));
+  EXPECT_EQ(L"00:00:00.250 UTC 1970-01-01", Utc(t, 3, true, L"UTC"));
+  EXPECT_EQ(L"1970-01-01 00:00:00", Utc(t, 0, false, L""));
+  // 2000-02-29 13:45:07.004
+  EXPECT_EQ(L"2000-02-29 13:45:07.004", Utc(Unix(951831907.0, 0.004), 3));
+  // An empty part is left out with its blank; the suffix needs a time format.
+  EXPECT_EQ(L"00:00:00.250",
+            Text(AbsTimeToString(t, L"", L"%H:%M:%S", 3, kTimeStringUTC, false, L"")));
+  EXPECT_EQ(L"1970-01-01",
+            Text(AbsTimeToString(t, L"%Y-%m-%d", L"", 3, kTimeStringUTC, true, L"UTC")));
+  EXPECT_EQ(L"", Text(AbsTimeToString(t, L"", L"", 3, kTimeStringUTC, false, nullptr)));
+  EXPECT_EQ(L"",
+            Text(AbsTimeToString(AbsTime::min, L"%Y", L"%S", 3, kTimeStringUTC, false, nullptr)));
+}
+
+TEST(AbsTimeToString, FractionGoesAfterTheFirstSecondsConversionOnly) {
+  const AbsTime t = Unix(5.0, 0.5);
+  const auto with = [&t](const wchar_t* format) {
+    return Text(AbsTimeToString(t, L"", format, 3, kTimeStringUTC, false, nullptr));
+  };
+  EXPECT_EQ(L"05.500s", with(L"%Ss"));
+  EXPECT_EQ(L"05.500", with(L"%#S"));
+  EXPECT_EQ(L"05.500 05", with(L"%S %S"));
+  // The first "S" decides, deliberately: a literal S before the conversion keeps the fraction out.
+  EXPECT_EQ(L"S=05", with(L"S=%S"));
+  EXPECT_EQ(L"%S 05", with(L"%%S %S"));
+  EXPECT_EQ(L"00:00", with(L"%H:%M"));
+
+  WString format(L"%M:%S");
+  AbsTime moved = Unix(59.0, 0.9996);
+  HandleFractionalSeconds(format, moved, 3);
+  EXPECT_EQ(L"%M:%S.000", Text(format));
+  EXPECT_TRUE(moved == Unix(60.0, 0.9996));
+  EXPECT_KEL_THROW(HandleFractionalSeconds(format, moved, 4), zo::kel::exception::InvalidArgument,
+                   0x8ABC700F, "Invalid argument(s)");
+}
+
+TEST(AbsTimeToString, FractionThatRoundsUpCarriesIntoTheNextSecond) {
+  EXPECT_EQ(L"1970-01-01 00:01:00.000", Utc(Unix(59.0, 0.9996), 3));
+  EXPECT_EQ(L"1970-01-01 00:00:59.999", Utc(Unix(59.0, 0.9994), 3));
+  EXPECT_EQ(L"1971-01-01 00:00:00.0", Utc(Unix(31535999.0, 0.96), 1));
+  EXPECT_EQ(L"1970-01-01 00:00:59", Utc(Unix(59.0, 0.9996), 0));  // whole seconds never round up
+}
+
+TEST(AbsTimeToString, RejectsTooManyDigitsAndTimesOutsideTheRange) {
+  EXPECT_KEL_THROW(Utc(Unix(0.0), 4), zo::kel::exception::InvalidArgument, 0x8ABC700F,
+                   "Invalid argument(s)");
+  EXPECT_KEL_THROW(Utc(AbsTime::min, 4), zo::kel::exception::InvalidArgument, 0x8ABC700F,
+                   "Invalid argument(s)");
+  EXPECT_KEL_THROW(Utc(Unix(-1.0), 0), zo::kel::exception::OutOfRange, 0x8ABC7007, "Out of range");
+  EXPECT_KEL_THROW(Utc(AbsTime(0.0, 0.0), 0), zo::kel::exception::OutOfRange, 0x8ABC7007,
+                   "Out of range");
+  // 2038-01-19 would still fit a 32-bit time_t, but lies beyond the margin.
+  EXPECT_KEL_THROW(Utc(Unix(2147472000.0), 0), zo::kel::exception::OutOfRange, 0x8ABC7007,
+                   "Out of range");
+  EXPECT_KEL_THROW(Utc(AbsTime::max, 0), zo::kel::exception::OutOfRange, 0x8ABC7007,
+                   "Out of range");
+  EXPECT_EQ(L"1970-01-01 00:00:00", Utc(GetMinTime_T(), 0));
+  EXPECT_EQ(L"2038-01-18 00:00:00", Utc(GetMaxTime_T(), 0));
+  AbsTime beyond(GetMaxTime_T());
+  beyond += zo::kel::RelTime(nZOSS100::tSignedFixedPoint128::FromWords(0, 0, 0, 1));
+  std::tm out{};
+  out.tm_year = 77;
+  EXPECT_KEL_THROW(AbsTimeToUTCDateTime(beyond, out, false), zo::kel::exception::OutOfRange,
+                   0x8ABC7007, "Out of range");
+  EXPECT_KEL_THROW(AbsTimeToLocalDateTime(Unix(-0.5), out, true), zo::kel::exception::OutOfRange,
+                   0x8ABC7007, "Out of range");
+  EXPECT_EQ(77, out.tm_year);  // unchanged after a failure
+}
+
+TEST(AbsTimeToString, CalendarConversionsRoundOnlyWhenAsked) {
+  std::tm out{};
+  AbsTimeToUTCDateTime(Unix(59.5), out, false);
+  EXPECT_EQ(0, out.tm_min);
+  EXPECT_EQ(59, out.tm_sec);
+  AbsTimeToUTCDateTime(Unix(59.5), out, true);
+  EXPECT_EQ(1, out.tm_min);
+  EXPECT_EQ(0, out.tm_sec);
+  AbsTimeToUTCDateTime(Unix(58.5), out, true);  // a tie goes to the even second
+  EXPECT_EQ(58, out.tm_sec);
+  AbsTimeToUTCDateTime(Unix(951831907.0), out, false);
+  EXPECT_EQ(100, out.tm_year);
+  EXPECT_EQ(1, out.tm_mon);
+  EXPECT_EQ(29, out.tm_mday);
+  EXPECT_EQ(13, out.tm_hour);
+  EXPECT_EQ(45, out.tm_min);
+  EXPECT_EQ(7, out.tm_sec);
+  EXPECT_EQ(2, out.tm_wday);
+}
+
+TEST(AbsTimeToString, LocalTimeFollowsThePinnedZone) {
+  {
+    const ScopedEnv zone("TZ", "America/New_York");
+    const auto local = [](const AbsTime& t) {
+      return Text(
+          AbsTimeToString(t, L"%Y-%m-%d", L"%H:%M:%S %Z", 3, kTimeStringLocal, false, nullptr));
+    };
+    EXPECT_EQ(L"1969-12-31 19:00:00.250 EST", local(Unix(0.0, 0.25)));
+    // 2000-07-01 12:00:00 UTC in daylight saving time.
+    EXPECT_EQ(L"2000-07-01 08:00:00.000 EDT", local(Unix(962452800.0)));
+    // Any non-zero type is local time.
+    EXPECT_EQ(L"08:00", Text(AbsTimeToString(Unix(962452800.0), L"", L"%H:%M", 0,
+                                             static_cast<TimeStringType>(7), false, nullptr)));
+    EXPECT_EQ(L"12:00", Text(AbsTimeToString(Unix(962452800.0), L"", L"%H:%M", 0, kTimeStringUTC,
+                                             false, nullptr)));
+  }
+  {
+    const ScopedEnv zone("TZ", "Asia/Kolkata");
+    std::tm out{};
+    AbsTimeToLocalDateTime(Unix(0.0), out, false);
+    EXPECT_EQ(5, out.tm_hour);
+    EXPECT_EQ(30, out.tm_min);
+  }
+}
+
+TEST(AbsTimeToString, SystemFormatsAndSeparator) {
+  const ScopedEnv locale("LC_ALL", "C");
+  EXPECT_EQ(L"%x", Text(GetSystemDateFormat()));
+  EXPECT_EQ(L"%X", Text(GetSystemTimeFormat()));
+  // Null formats are the C locale's date and time; "%X" has no "%S", so no fraction.
+  EXPECT_EQ(L"07/01/00 12:00:00", Text(AbsTimeToString(Unix(962452800.0), nullptr, nullptr, 3,
+                                                       kTimeStringUTC, false, nullptr)));
+  char point[4] = {'x', 'x', 'x', 'x'};
+  GetDecimalSeparator(point, sizeof point);
+  EXPECT_STREQ(".", point);
+  point[0] = 'x';
+  GetDecimalSeparator(point, 1);
+  EXPECT_EQ('\0', point[0]);
+  point[0] = 'x';
+  GetDecimalSeparator(point, 0);
+  EXPECT_EQ('x', point[0]);
+}
+
+TEST(AbsTimeToString, CurrentTimeReadsTheClock) {
+  const std::time_t before = std::time(nullptr);
+  const AbsTime now = GetCurrentAbsTime();
+  const std::time_t after = std::time(nullptr);
+  EXPECT_GE(now.getSecondsImpl(), static_cast<std::int64_t>(before) + 2082844800);
+  EXPECT_LE(now.getSecondsImpl(), static_cast<std::int64_t>(after) + 2082844800);
+  EXPECT_LT(now.getFractionImpl(), 1.0);
+}
+
+TEST(AbsTimeToString, ConversionsWaitForTheGlobalLockAndRunInParallel) {
+  std::atomic<bool> converted{false};
+  g_timeConversionGuard.enter();
+  g_timeConversionGuard.enter();  // recursive
+  std::thread worker([&converted] {
+    std::tm out{};
+    AbsTimeToUTCDateTime(Unix(0.0), out, false);
+    converted = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_FALSE(converted.load());
+  g_timeConversionGuard.leave();
+  g_timeConversionGuard.leave();
+  worker.join();
+  EXPECT_TRUE(converted.load());
+
+  std::vector<std::thread> threads;
+  std::atomic<int> failures{0};
+  for (int k = 0; k < 4; ++k) {
+    threads.emplace_back([k, &failures] {
+      for (int i = 0; i < 200; ++i) {
+        const std::wstring expected =
+            k % 2 == 0 ? L"1970-01-01 00:00:00.250" : L"2000-02-29 13:45:07.004";
+        const AbsTime t = k % 2 == 0 ? Unix(0.0, 0.25) : Unix(951831907.0, 0.004);
+        if (Utc(t, 3) != expected) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures.load());
+}
+
+}  // namespace
