@@ -1,9 +1,13 @@
 // NumberToText0: a double in one of the display formats, written into the caller's buffer.
 #include "qmstatic/text/NumberToText.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
+#include <new>
 
+#include "kel/DLLMalloc.h"
 #include "qmstatic/text/DisplayFormat_impl.h"
 #include "qmstatic/text/NumberFormatter_impl.h"
 #include "qmstatic/text/TextScanner.h"
@@ -194,4 +198,22 @@ int NumberToText0(double value, unsigned format, char* dst, unsigned size) {
   if (format <= kLastElapsed) return ElapsedText(value, format, dst, size);
   if (format >= kFirstHex && format <= kLastHex) return HexText(value, format, dst, size);
   return CalendarText(value, format, dst, size);
+}
+
+int NumberToText(double value, int format, zo::kel::AString& out) {
+  // The largest of the callers' text sizes, which fits every format's normal output.
+  constexpr unsigned kFirstSize = std::max({MAX_TEXT_INTEGER, MAX_TEXT_DOUBLE, MAX_TEXT_TIME});
+  struct Free {
+    void operator()(char* p) const noexcept { zo::kel::DLLFree(p); }
+  };
+  for (unsigned size = kFirstSize;; size *= 2) {
+    const std::unique_ptr<char, Free> buffer(static_cast<char*>(zo::kel::DLLMalloc(size)));
+    const int result = NumberToText0(value, static_cast<unsigned>(format), buffer.get(), size);
+    if (result >= 0) {
+      out = buffer.get();
+      return result;
+    }
+    // Unbounded on purpose (see the declaration); only the 32-bit size itself ends the doubling.
+    if (size > 0x7FFFFFFFu) throw std::bad_alloc();
+  }
 }

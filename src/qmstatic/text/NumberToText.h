@@ -2,6 +2,7 @@
 #ifndef ZO_KEL_QMSTATIC_TEXT_NUMBERTOTEXT_H
 #define ZO_KEL_QMSTATIC_TEXT_NUMBERTOTEXT_H
 
+#include "kel/StringBase.h"
 #include "kel/export.h"
 #include "qmstatic/text/DisplayFormat.h"
 
@@ -29,5 +30,15 @@
 /// formats' domain: their fields come out of unsigned 32-bit wrap-around, without an error.
 /// Allocates nothing.
 ZO_KEL_API int NumberToText0(double value, unsigned format, char* dst, unsigned size);
+
+/// NumberToText0 into `out`, through a buffer of 32 characters (MAX_TEXT_DOUBLE), which holds
+/// every format's normal output. While the value cannot be shown (a negative result), the buffer
+/// is freed, doubled and tried again, with no bound on the number of tries: deliberately, so a
+/// value that can never be shown (3e9 days in a clock format) doubles until memory runs out, and
+/// the caller sees std::bad_alloc (also thrown when the size would leave 32 bits). Callers check
+/// the range first where that matters. On success `out` holds the text and the result of
+/// NumberToText0 is returned; a text longer than 31 characters (such as 1e22 in "0.00000000") is
+/// cut to 31, and the result, its whole length, says so. After a throw `out` is unchanged.
+ZO_KEL_API int NumberToText(double value, int format, zo::kel::AString& out);
 
 #endif  // ZO_KEL_QMSTATIC_TEXT_NUMBERTOTEXT_H

@@ -7,8 +7,10 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "qmstatic/text/NumberFormatter_impl.h"
+#include "support/AllocationHook.h"
 
 namespace {
 
@@ -116,6 +118,28 @@ TEST(NumberToText0, CutsToTheBufferAndReportsTheWholeLength) {
   EXPECT_EQ(0, NumberToText0(1.5, 3, buf, 0));
   EXPECT_STREQ("unused", buf);
   EXPECT_EQ(0, NumberToText0(1.5, 3, nullptr, 32));
+}
+
+TEST(NumberToText, FillsAStringAndDoublesItsBufferWhileTheValueOverflows) {
+  zo::kel::AString text("unchanged");
+  EXPECT_EQ(4, NumberToText(1.5, 3, text));
+  EXPECT_STREQ("1.50", text.c_str());
+  EXPECT_EQ(19, NumberToText(45432.75, 72, text));
+  EXPECT_STREQ("2024-05-20 18:00:00", text.c_str());
+  // Longer than the 32-character buffer: cut to 31 characters, the result gives the length.
+  EXPECT_EQ(32, NumberToText(1e22, 9, text));
+  EXPECT_STREQ("10000000000000000000000.0000000", text.c_str());
+  text = "unchanged";
+  {
+    // A value that never fits doubles the buffer until memory runs out.
+    zo_kel_test::RefuseAllocationsFrom refuse(1u << 20);
+    EXPECT_THROW(NumberToText(3e9, 36, text), std::bad_alloc);
+    const std::vector<unsigned long long> expected = {32,     64,     128,    256,    512,   1024,
+                                                      2048,   4096,   8192,   16384,  32768, 65536,
+                                                      131072, 262144, 524288, 1048576};
+    EXPECT_EQ(expected, refuse.Sizes());
+  }
+  EXPECT_STREQ("unchanged", text.c_str());
 }
 
 TEST(NumberToText0, ExponentsWithALeadingZeroAreTrimmed) {
