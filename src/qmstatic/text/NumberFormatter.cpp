@@ -37,7 +37,7 @@ int PadToWidth(char* out, int length, std::size_t outSize, unsigned width, bool 
 // Typed or measured display values mostly take this path, which is about a third faster.
 constexpr int kMaxShortcutPrecision = 15;
 
-int FormatGeneralFromShortest(double value, int precision, char* out) {
+int FormatGeneralFromShortest(double value, int precision, bool upper, char* out) {
   if (!(std::fabs(value) >= DBL_MIN)) return -1;
   char e[32];
   const std::to_chars_result r =
@@ -81,7 +81,8 @@ int FormatGeneralFromShortest(double value, int precision, char* out) {
       out[n++] = '.';
       for (int i = 1; i < count; ++i) out[n++] = digits[i];
     }
-    for (const char* q = exponentText; q != r.ptr; ++q) out[n++] = *q;
+    out[n++] = upper ? 'E' : 'e';
+    for (const char* q = exponentText + 1; q != r.ptr; ++q) out[n++] = *q;
   }
   return n;
 }
@@ -134,19 +135,18 @@ int FormatDouble(const DoubleFormat& format, double value, char* out, std::size_
   int length = -1;
   if (style == std::chars_format::general && precision > 0 && precision <= kMaxShortcutPrecision &&
       outSize > 64) {
-    length = FormatGeneralFromShortest(value, precision, out);
+    length = FormatGeneralFromShortest(value, precision, upper, out);
   }
   if (length < 0) {
     // The last byte stays free for the terminator.
     const std::to_chars_result r = std::to_chars(out, out + outSize - 1, value, style, precision);
     if (r.ec != std::errc()) return -1;
     length = static_cast<int>(r.ptr - out);
-  }
-  if (length < 0) return -1;
-  if (upper) {
-    // A finite value's only letter is the exponent's 'e'.
-    for (int i = 0; i < length; ++i) {
-      if (out[i] == 'e') out[i] = 'E';
+    if (upper) {
+      // A finite value's only letter is the exponent's 'e'.
+      for (int i = 0; i < length; ++i) {
+        if (out[i] == 'e') out[i] = 'E';
+      }
     }
   }
   length = PadToWidth(out, length, outSize, c.width, c.zeroPad);
