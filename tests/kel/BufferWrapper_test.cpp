@@ -6,29 +6,9 @@
 #include <string>
 
 #include "kel/AutoBuffer.h"
+#include "kel/StringBase.h"
 #include "kel/exception.h"
 #include "support/KelTest.h"
-
-namespace {
-// Selects a string type of this test only, so that the view's string constructor can be checked
-// without the library's strings.
-struct TestStringTag {};
-}  // namespace
-
-namespace zo {
-namespace kel {
-template <>
-class StringBase<char, wchar_t, TestStringTag> {
- public:
-  explicit StringBase(std::string text) : text_(std::move(text)) {}
-  const char* begin() const { return text_.data(); }
-  unsigned int size() const { return static_cast<unsigned int>(text_.size()); }
-
- private:
-  std::string text_;
-};
-}  // namespace kel
-}  // namespace zo
 
 namespace {
 
@@ -83,10 +63,14 @@ TEST(BufferWrapper, ViewsWithoutCopying) {
   EXPECT_EQ(0u, BufferWrapper(AutoBuffer()).Len());
   EXPECT_EQ(nullptr, BufferWrapper(AutoBuffer()).Data());
 
-  const zo::kel::StringBase<char, wchar_t, TestStringTag> text(std::string("a\0b", 3));
+  // Both narrow strings are viewed without their terminator; an embedded NUL is a byte.
+  const zo::kel::AString text("a\0b", 3u);
   const BufferWrapper ofText(text);
   EXPECT_EQ(reinterpret_cast<const unsigned char*>(text.begin()), ofText.Data());
-  EXPECT_EQ(3u, ofText.Len());  // an embedded NUL is a byte like any other
+  EXPECT_EQ(3u, ofText.Len());
+  const zo::kel::AsciiString ascii("xyz");
+  EXPECT_EQ("78 79 7A", ToHex(BufferWrapper(ascii).Data(), BufferWrapper(ascii).Len()));
+  EXPECT_EQ(0u, BufferWrapper(zo::kel::AString()).Len());
   // Buffers compare through their views.
   EXPECT_TRUE(AutoBuffer(ofText) == AutoBuffer(ofText));
   EXPECT_TRUE(AutoBuffer(ofText) < buffer);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kel/StringBase.h"
 #include "kel/exception.h"
 #include "support/AllocationHook.h"
 #include "support/KelTest.h"
@@ -23,6 +24,7 @@ template class zo::kel::Vector<std::uint32_t>;
 template class zo::kel::Vector<float>;
 template class zo::kel::Vector<double>;
 template class zo::kel::Vector<bool>;
+template class zo::kel::Vector<zo::kel::AString>;
 
 namespace {
 
@@ -217,6 +219,32 @@ TEST(Vector, FailedConstructionLeavesTheVectorUnchanged) {
     EXPECT_EQ(4, g_live);
   }
   EXPECT_EQ(0, g_live);
+}
+
+TEST(Vector, LocaleStringsSurviveAFailedPushBack) {
+  using zo::kel::AString;
+  Vector<AString> v;
+  v.push_back(AString("a"));
+  v.push_back(AString(5000u, 'L'));  // its copy is the one refused below
+  v.push_back(AString("c"));
+  const AString* const block = v.begin();
+  const char* const longText = v[1].c_str();
+  {
+    RefuseAllocationsFrom hook(4000);
+    // The new block and the copies of "d" and "a" succeed; copying the long string fails, and
+    // the copies already made are destroyed (the sanitizer build checks that nothing leaks).
+    EXPECT_THROW(v.push_back(AString("d")), std::bad_alloc);
+  }
+  EXPECT_EQ(block, v.begin());
+  EXPECT_EQ(3u, v.capacity());
+  EXPECT_EQ(longText, v[1].c_str());
+  EXPECT_EQ(5000u, v[1].size());
+  EXPECT_STREQ("c", v[2].c_str());
+  v.push_back(AString("d"));
+  EXPECT_EQ(4u, v.capacity());
+  EXPECT_STREQ("d", v[3].c_str());
+  EXPECT_TRUE(Of<AString>({AString("ABC")}) == Of<AString>({AString("abc")}));  // string order
+  EXPECT_TRUE(Of<AString>({AString("abc")}) < Of<AString>({AString("ABD")}));
 }
 
 TEST(Vector, SerializedBytes) {
