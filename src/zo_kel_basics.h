@@ -33,4 +33,8 @@
 #include "qmstatic/text/NumberToText.h"
 #include "qmstatic/text/TextScanner.h"
 
+#include "qmstatic/vardata/Guid.h"
+#include "qmstatic/vardata/IVarDataGuts.h"
+#include "qmstatic/vardata/VarData.h"
+
 #endif  // ZO_KEL_BASICS_H

@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include <clocale>
+#include <langinfo.h>
 #include <cstring>
 #include <cwchar>
 #include <memory>
@@ -88,7 +89,11 @@ WString GetSystemDateFormat() {
 
 WString GetSystemTimeFormat() {
   std::setlocale(LC_TIME, "");
-  return WString(L"%X");
+  // The locale's own time format ("%H:%M:%S" in the C locale) rather than "%X", so that a
+  // fraction of a second can follow its seconds.
+  const char* format = nl_langinfo(T_FMT);
+  if (format == nullptr || *format == '\0') return WString(L"%X");
+  return WString(zo::kel::AString(format));
 }
 
 void GetDecimalSeparator(char* dst, std::uint32_t size) {

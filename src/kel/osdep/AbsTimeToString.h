@@ -29,7 +29,8 @@ ZO_KEL_API AbsTime GetCurrentAbsTime();
 /// Sets the time category of the C locale from the environment (setlocale(LC_TIME, "")) and
 /// returns "%x", the locale's date conversion. Not thread-safe, as setlocale is not.
 ZO_KEL_API WString GetSystemDateFormat();
-/// As GetSystemDateFormat, returning "%X", the locale's time conversion.
+/// As GetSystemDateFormat, returning the locale's time format ("%H:%M:%S" in the C locale),
+/// so that fraction digits can be placed after its seconds.
 ZO_KEL_API WString GetSystemTimeFormat();
 
 /// Copies the current locale's decimal point into `dst`, NUL-terminated: at most size - 1

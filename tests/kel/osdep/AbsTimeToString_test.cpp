@@ -184,9 +184,9 @@ TEST(AbsTimeToString, LocalTimeFollowsThePinnedZone) {
 TEST(AbsTimeToString, SystemFormatsAndSeparator) {
   const ScopedEnv locale("LC_ALL", "C");
   EXPECT_EQ(L"%x", Text(GetSystemDateFormat()));
-  EXPECT_EQ(L"%X", Text(GetSystemTimeFormat()));
-  // Null formats are the C locale's date and time; "%X" has no "%S", so no fraction.
-  EXPECT_EQ(L"07/01/00 12:00:00", Text(AbsTimeToString(Unix(962452800.0), nullptr, nullptr, 3,
+  EXPECT_EQ(L"%H:%M:%S", Text(GetSystemTimeFormat()));
+  // Null formats are the C locale's date and time, the fraction after the seconds.
+  EXPECT_EQ(L"07/01/00 12:00:00.000", Text(AbsTimeToString(Unix(962452800.0), nullptr, nullptr, 3,
                                                        kTimeStringUTC, false, nullptr)));
   char point[4] = {'x', 'x', 'x', 'x'};
   GetDecimalSeparator(point, sizeof point);

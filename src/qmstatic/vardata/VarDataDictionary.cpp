@@ -1,0 +1,233 @@
+// The dictionary guts, its iterator, its text form and the handle's dictionary operations.
+#include <algorithm>
+
+#include "kel/StringBase.h"
+#include "qmstatic/vardata/VarDataDictionary_impl.h"
+
+namespace zo {
+namespace kel {
+namespace detail {
+namespace {
+
+/// A position in a dictionary; keeps a copy of the owning handle, so that the dictionary lives
+/// as long as the iterator.
+class VarDataDictionaryIterator final : public IVarDataIterator {
+ public:
+  VarDataDictionaryIterator(const VarData& owner, VarDataMap::iterator position)
+      : owner_(owner), position_(position) {}
+
+  const std::pair<const VarData, VarData>& pair() const override { return *position_; }
+  const VarData& value() const override { return position_->second; }
+  const VarData& key() const override { return position_->first; }
+  VarData& getValueReference() override { return position_->second; }
+  void increment() override { ++position_; }
+  void decrement() override { --position_; }
+  bool compare(const IVarDataIterator* other) const override {
+    return position_ == static_cast<const VarDataDictionaryIterator*>(other)->position_;
+  }
+  IVarDataIterator* copy() const override { return new VarDataDictionaryIterator(*this); }
+  void Release() override { delete this; }
+
+ private:
+  VarDataDictionaryIterator(const VarDataDictionaryIterator&) = default;
+  ~VarDataDictionaryIterator() override = default;
+
+  VarData owner_;
+  VarDataMap::iterator position_;
+};
+
+bool PairLess(const VarDataMap::value_type& a, const VarDataMap::value_type& b) {
+  const std::int32_t keys = a.first.Compare(b.first);
+  if (keys != 0) return keys < 0;
+  return a.second.Compare(b.second) < 0;
+}
+
+bool PairEqual(const VarDataMap::value_type& a, const VarDataMap::value_type& b) {
+  return a.first.Compare(b.first) == 0 && a.second.Compare(b.second) == 0;
+}
+
+}  // namespace
+
+std::int32_t VarDataDictionary::QueryInterface(const GUID& iid, void** out) {
+  if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataDictionary})) {
+    return GrantInterface(static_cast<IVarDataDictionary*>(this), out);
+  }
+  return RefuseInterface(out);
+}
+
+VarDataDictionary::operator bool() const { return !pairs_.empty(); }
+
+VarDataDictionary::operator double() const { return static_cast<double>(pairs_.size()); }
+
+std::int32_t VarDataDictionary::Compare(const IVarDataGuts* other) const {
+  const VarDataMap& theirs = static_cast<const VarDataDictionary*>(other)->pairs_;
+  if (std::lexicographical_compare(pairs_.begin(), pairs_.end(), theirs.begin(), theirs.end(),
+                                   PairLess)) {
+    return -1;
+  }
+  if (pairs_.size() == theirs.size() &&
+      std::equal(pairs_.begin(), pairs_.end(), theirs.begin(), PairEqual)) {
+    return 0;
+  }
+  return 1;
+}
+
+void VarDataDictionary::setValue(const VarData& key, const VarData& value) {
+  auto position = pairs_.lower_bound(key);
+  if (position != pairs_.end() && key.Compare(position->first) == 0) {
+    position->second = value;
+  } else {
+    pairs_.emplace_hint(position, key, value);
+  }
+}
+
+VarData VarDataDictionary::getValue(const VarData& key) const {
+  const auto position = pairs_.find(key);
+  if (position == pairs_.end()) throw KeyErrorException();
+  return position->second;
+}
+
+VarData& VarDataDictionary::getValueReference(const VarData& key) { return pairs_[key]; }
+
+IVarDataIterator* VarDataDictionary::begin(const VarData& owner) const {
+  return new VarDataDictionaryIterator(owner, pairs_.begin());
+}
+
+IVarDataIterator* VarDataDictionary::end(const VarData& owner) const {
+  return new VarDataDictionaryIterator(owner, pairs_.end());
+}
+
+IVarDataIterator* VarDataDictionary::find(const VarData& key, const VarData& owner) const {
+  return new VarDataDictionaryIterator(owner, pairs_.find(key));
+}
+
+void VarDataDictionary::erase(const VarData& key) { pairs_.erase(key); }
+
+bool VarDataDictionary::hasKey(const VarData& key) const { return pairs_.count(key) != 0; }
+
+IVarDataGuts* VarDataDictionary::copy() const { return new VarDataDictionary(pairs_); }
+
+WString VarDataDictionary::getString() const {
+  WString text(L"{");
+  bool first = true;
+  for (const auto& pair : pairs_) {
+    if (!first) text += L',';
+    first = false;
+    text += PrintValue(pair.first);
+    text += L':';
+    text += PrintValue(pair.second);
+  }
+  text += L'}';
+  return text;
+}
+
+std::uint32_t VarDataDictionary::size() const { return static_cast<std::uint32_t>(pairs_.size()); }
+
+}  // namespace detail
+}  // namespace kel
+}  // namespace zo
+
+IVarDataGuts* NewVarDataDictionary() { return new zo::kel::detail::VarDataDictionary(); }
+
+zo::kel::WString PrintValue(const VarData& value) {
+  const std::uint16_t kind = value.getKind();
+  if (kind == VarData::kAnsi || kind == VarData::kUnicode) {
+    zo::kel::WString text(L"\"");
+    text += value.getUnicodeString();
+    text += L'"';
+    return text;
+  }
+  return value.getUnicodeString();
+}
+
+// ---- The handle's dictionary operations -----------------------------------------------------
+
+namespace {
+
+// A dictionary handle whose guts were dropped (Release) reads as an empty dictionary.
+const IVarDataDictionary* EmptyDictionary() {
+  static const VarData empty = VarData::dict();
+  return empty.getIDict();
+}
+
+}  // namespace
+
+IVarDataDictionary* VarData::writableDict() {
+  throwIfWrongType(kDictionary);
+  if (guts() == nullptr) {
+    setGutsPointer(NewVarDataDictionary());
+  } else {
+    copyIfShared();
+  }
+  return getIDict();
+}
+
+const IVarDataDictionary* VarData::readableDict() const {
+  throwIfWrongType(kDictionary);
+  return guts() == nullptr ? EmptyDictionary() : getIDict();
+}
+
+void VarData::setValue(const VarData& key, const VarData& value) {
+  writableDict()->setValue(key, value);
+}
+
+VarData VarData::getValue(const VarData& key) const { return readableDict()->getValue(key); }
+
+VarData& VarData::operator[](const VarData& key) { return writableDict()->getValueReference(key); }
+
+VarData VarData::operator[](const VarData& key) const { return readableDict()->getValue(key); }
+
+VarData::const_iterator VarData::find(const VarData& key) const {
+  return const_iterator(readableDict()->find(key, *this));
+}
+
+VarData::const_iterator VarData::begin() const {
+  return const_iterator(readableDict()->begin(*this));
+}
+
+VarData::const_iterator VarData::end() const { return const_iterator(readableDict()->end(*this)); }
+
+void VarData::erase(const VarData& key) { writableDict()->erase(key); }
+
+void VarData::eraseWithoutCopyOnWrite(const VarData& key) {
+  throwIfWrongType(kDictionary);
+  if (guts() != nullptr) getIDict()->erase(key);
+}
+
+bool VarData::hasKey(const VarData& key) const { return readableDict()->hasKey(key); }
+
+std::uint32_t VarData::size() const { return readableDict()->size(); }
+
+VarData::const_iterator::const_iterator(const const_iterator& other)
+    : it_(other.it_ == nullptr ? nullptr : other.it_->copy()) {}
+
+VarData::const_iterator& VarData::const_iterator::operator=(const const_iterator& other) {
+  if (this != &other) {
+    IVarDataIterator* copied = other.it_ == nullptr ? nullptr : other.it_->copy();
+    if (it_ != nullptr) it_->Release();
+    it_ = copied;
+  }
+  return *this;
+}
+
+VarData::const_iterator& VarData::const_iterator::operator=(const_iterator&& other) noexcept {
+  if (this != &other) {
+    if (it_ != nullptr) it_->Release();
+    it_ = other.it_;
+    other.it_ = nullptr;
+  }
+  return *this;
+}
+
+VarData::const_iterator::~const_iterator() {
+  if (it_ != nullptr) it_->Release();
+}
+
+VarData::const_iterator::reference VarData::const_iterator::operator*() const {
+  return it_->pair();
+}
+
+bool VarData::const_iterator::operator==(const const_iterator& other) const {
+  if (it_ == nullptr || other.it_ == nullptr) return it_ == other.it_;
+  return it_->compare(other.it_);
+}

@@ -1,0 +1,63 @@
+// The dictionary guts: an ordered map from values to values.
+#ifndef ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H
+#define ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H
+
+#include <map>
+
+#include "qmstatic/vardata/GutsObject_impl.h"
+#include "qmstatic/vardata/VarData.h"
+
+namespace zo {
+namespace kel {
+namespace detail {
+
+/// Key order of dictionaries: ascending VarData::Compare.
+struct VarDataKeyLess {
+  bool operator()(const VarData& a, const VarData& b) const { return a.Compare(b) < 0; }
+};
+
+using VarDataMap = std::map<VarData, VarData, VarDataKeyLess>;
+
+/// Pairs in key order; keys unique by VarData::Compare (so "abc" and "ABC" are one key).
+class VarDataDictionary final : public GutsObject<IVarDataDictionary> {
+ public:
+  VarDataDictionary() = default;
+  explicit VarDataDictionary(VarDataMap pairs) : pairs_(std::move(pairs)) {}
+
+  std::int32_t QueryInterface(const GUID& iid, void** out) override;
+  /// True when not empty.
+  operator bool() const override;
+  /// The number of pairs.
+  operator double() const override;
+  /// -1 when these pairs are lexicographically less (by key, then value), 0 when equal,
+  /// otherwise 1.
+  std::int32_t Compare(const IVarDataGuts* other) const override;
+  void setValue(const VarData& key, const VarData& value) override;
+  VarData getValue(const VarData& key) const override;
+  VarData& getValueReference(const VarData& key) override;
+  IVarDataIterator* begin(const VarData& owner) const override;
+  IVarDataIterator* end(const VarData& owner) const override;
+  IVarDataIterator* find(const VarData& key, const VarData& owner) const override;
+  void erase(const VarData& key) override;
+  bool hasKey(const VarData& key) const override;
+  IVarDataGuts* copy() const override;
+  WString getString() const override;
+  std::uint32_t size() const override;
+
+  /// Direct access for the library's own codecs (the guts must not be shared while written).
+  VarDataMap& pairs() noexcept { return pairs_; }
+  const VarDataMap& pairs() const noexcept { return pairs_; }
+
+ private:
+  ~VarDataDictionary() override = default;
+
+  // Iterators are handed out from const operations but may write values through
+  // getValueReference, so the map itself is mutable.
+  mutable VarDataMap pairs_;
+};
+
+}  // namespace detail
+}  // namespace kel
+}  // namespace zo
+
+#endif  // ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H

@@ -1,0 +1,163 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kel/StringBase.h"
+#include "qmstatic/vardata/VarData.h"
+
+namespace {
+
+std::int32_t CountOf(IVarDataGuts* guts) {
+  guts->AddRef();
+  return guts->Release();
+}
+
+std::wstring TextOf(const VarData& dict) {
+  const zo::kel::WString text = dict.getIDict()->getString();
+  return std::wstring(text.c_str(), text.size());
+}
+
+TEST(Dictionary, KeysOrderByKindThenWithinKind) {
+  VarData d = VarData::dict();
+  d.setValue("2", VarData("string key"));
+  d.setValue(2, VarData("number key"));
+  d.setValue(true, VarData(1));
+  d.setValue("b", VarData(2));
+  d.setValue("A", VarData(3));
+  EXPECT_EQ(5u, d.size());
+  std::vector<VarData> keys;
+  for (auto it = d.begin(); it != d.end(); ++it) keys.push_back(it.key());
+  ASSERT_EQ(5u, keys.size());
+  EXPECT_EQ(VarData(true), keys[0]);
+  EXPECT_EQ(VarData(2), keys[1]);
+  EXPECT_EQ(VarData("2"), keys[2]);
+  EXPECT_EQ(VarData("A"), keys[3]);
+  EXPECT_EQ(VarData("b"), keys[4]);
+  EXPECT_EQ(VarData("number key"), d.getValue(2));
+  EXPECT_EQ(VarData("string key"), d.getValue("2"));
+}
+
+TEST(Dictionary, TextKeysIgnoreCase) {
+  VarData d = VarData::dict();
+  d.setValue("abc", VarData(1));
+  d.setValue("ABC", VarData(2));
+  EXPECT_EQ(1u, d.size());
+  EXPECT_EQ(VarData(2), d.getValue("aBc"));
+  EXPECT_TRUE(d.hasKey("ABC"));
+  EXPECT_EQ(VarData("abc"), d.begin().key());  // the first spelling stays
+}
+
+TEST(Dictionary, MissingKeysThrowOnReadAndGrowOnIndex) {
+  VarData d = VarData::dict();
+  EXPECT_THROW(d.getValue("missing"), KeyErrorException);
+  const VarData& constant = d;
+  EXPECT_THROW(constant["missing"], KeyErrorException);
+  EXPECT_EQ(0u, d.size());
+  d["missing"];
+  EXPECT_EQ(1u, d.size());
+  EXPECT_EQ(VarData::kEmpty, d.getValue("missing").getTypeWord());
+  d["n"] = 4.5;
+  EXPECT_EQ(VarData(4.5), constant["n"]);
+  d.erase("absent");  // not an error
+  EXPECT_EQ(2u, d.size());
+  d.erase("N");
+  EXPECT_FALSE(d.hasKey("n"));
+}
+
+TEST(Dictionary, OperationsOnOtherKindsThrowTypeErrors) {
+  VarData v(1.0);
+  EXPECT_THROW(v.setValue("k", VarData(1)), TypeErrorException);
+  EXPECT_THROW(v.getValue("k"), TypeErrorException);
+  EXPECT_THROW(v["k"], TypeErrorException);
+  EXPECT_THROW(v.find("k"), TypeErrorException);
+  EXPECT_THROW(v.begin(), TypeErrorException);
+  EXPECT_THROW(v.erase("k"), TypeErrorException);
+  EXPECT_THROW(v.eraseWithoutCopyOnWrite("k"), TypeErrorException);
+  EXPECT_THROW(v.hasKey("k"), TypeErrorException);
+  EXPECT_EQ(VarData(1.0), v);
+}
+
+TEST(Dictionary, WritesCopyASharedDictionaryExceptTheDeliberateErase) {
+  VarData a = VarData::dict();
+  a.setValue("k", VarData(1));
+  a.setValue("j", VarData(2));
+  VarData b = a;
+  b.setValue("k", VarData(9));
+  EXPECT_EQ(VarData(1), a.getValue("k"));
+  EXPECT_EQ(VarData(9), b.getValue("k"));
+
+  VarData c = a;
+  c["k"] = 7;
+  EXPECT_EQ(VarData(1), a.getValue("k"));
+
+  VarData d = a;
+  d.erase("j");
+  EXPECT_TRUE(a.hasKey("j"));
+
+  VarData e = a;
+  e.eraseWithoutCopyOnWrite("j");  // seen by every sharer, deliberately
+  EXPECT_FALSE(a.hasKey("j"));
+  EXPECT_EQ(a.getGuts(), e.getGuts());
+}
+
+TEST(Dictionary, IteratorsWalkBothWaysAndKeepTheDictionaryAlive) {
+  VarData::const_iterator it;
+  IVarDataGuts* guts;
+  {
+    VarData d = VarData::dict();
+    d.setValue(1, VarData("one"));
+    d.setValue(2, VarData("two"));
+    d.setValue(3, VarData("three"));
+    guts = d.getGuts();
+    it = d.find(2);
+    EXPECT_EQ(VarData("two"), it.value());
+    EXPECT_EQ(d.end(), d.find(4));
+  }
+  // The handle is gone; the iterator's own reference keeps the pairs.
+  EXPECT_EQ(1, CountOf(guts));
+  EXPECT_EQ(VarData(2), it->first);
+  VarData::const_iterator copy = it;
+  ++copy;
+  EXPECT_EQ(VarData("three"), (*copy).second);
+  copy--;
+  EXPECT_TRUE(copy == it);
+  VarData::const_iterator old = copy--;
+  EXPECT_EQ(VarData(2), old.key());
+  EXPECT_EQ(VarData(1), copy.key());
+  EXPECT_TRUE(old != copy);
+}
+
+TEST(Dictionary, OrderComparesPairsLexicographically) {
+  VarData a = VarData::dict();
+  a.setValue(1, VarData(10));
+  VarData b = VarData::dict();
+  b.setValue(1, VarData(10));
+  EXPECT_EQ(0, a.Compare(b));
+  b.setValue(2, VarData(0));
+  EXPECT_EQ(-1, a.Compare(b));  // a prefix is less
+  EXPECT_EQ(1, b.Compare(a));
+  VarData c = VarData::dict();
+  c.setValue(1, VarData(11));
+  EXPECT_EQ(-1, a.Compare(c));  // equal keys: values decide
+  EXPECT_EQ(1, c.Compare(b));
+  EXPECT_EQ(-1, VarData::dict().Compare(a));
+  EXPECT_EQ(0, VarData::dict().Compare(VarData::dict()));
+}
+
+TEST(Dictionary, TextFormListsPairsInKeyOrderWithoutBlanks) {
+  VarData d = VarData::dict();
+  EXPECT_EQ(L"{}", TextOf(d));
+  d.setValue("b", VarData(2));
+  d.setValue("a", VarData(L"x\"y"));
+  d.setValue(1.5, VarData(true));
+  VarData inner = VarData::dict();
+  inner.setValue("z", VarData());
+  d.setValue("c", inner);
+  EXPECT_EQ(L"{1.5:on,\"a\":\"x\"y\",\"b\":2,\"c\":{\"z\":}}", TextOf(d));
+  EXPECT_TRUE(static_cast<bool>(d));
+  EXPECT_EQ(4.0, static_cast<double>(d));
+  EXPECT_FALSE(static_cast<bool>(VarData::dict()));
+}
+
+}  // namespace
