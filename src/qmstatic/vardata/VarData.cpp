@@ -40,21 +40,6 @@ IVarDataGuts* UnicodeGutsOrNull(const wchar_t* text, std::uint32_t length) {
 
 // ---- Construction ---------------------------------------------------------------------------
 
-VarData::VarData(const VarData& other) noexcept : type_(other.type_) {
-  payload_[0] = other.payload_[0];
-  payload_[1] = other.payload_[1];
-  AddRef();
-}
-
-VarData::VarData(VarData&& other) noexcept : type_(other.type_) {
-  payload_[0] = other.payload_[0];
-  payload_[1] = other.payload_[1];
-  other.type_ = kEmpty;
-  other.payload_[0] = other.payload_[1] = 0;
-}
-
-VarData::~VarData() { Release(); }
-
 VarData::VarData(bool value) noexcept : type_(kLogical), payload_{value ? 1u : 0u, 0} {}
 
 VarData::VarData(int value) noexcept : VarData(static_cast<double>(value)) {}
@@ -235,18 +220,6 @@ void VarData::Break() noexcept {
   type_ = kBreak;
 }
 
-void VarData::Clear() noexcept {
-  Release();
-  type_ = kEmpty;
-  payload_[0] = payload_[1] = 0;
-}
-
-void VarData::swap(VarData& other) noexcept {
-  std::swap(type_, other.type_);
-  std::swap(payload_[0], other.payload_[0]);
-  std::swap(payload_[1], other.payload_[1]);
-}
-
 // ---- Queries --------------------------------------------------------------------------------
 
 bool VarData::GetLogical(bool& value) const noexcept {
@@ -353,16 +326,10 @@ VarData& VarData::operator^=(const VarData& other) { return *this = *this ^ othe
 
 // ---- References and copy on write ---------------------------------------------------------
 
-void VarData::AddRef() const noexcept {
-  if (hasGuts()) guts()->AddRef();
-}
-
-void VarData::Release() noexcept {
-  if (hasGuts()) {
-    IVarDataGuts* old = guts();
-    setGutsPointer(nullptr);
-    old->Release();
-  }
+void VarData::releaseGuts() noexcept {
+  IVarDataGuts* old = guts();
+  setGutsPointer(nullptr);
+  old->Release();
 }
 
 bool IsShared(IVarDataGuts* guts) {

@@ -93,10 +93,17 @@ class ZO_KEL_API VarData {
   /// Empty (kind 1).
   VarData() noexcept : type_(kEmpty), payload_{0, 0} {}
   /// Copies the words and takes a reference.
-  VarData(const VarData& other) noexcept;
+  VarData(const VarData& other) noexcept
+      : type_(other.type_), payload_{other.payload_[0], other.payload_[1]} {
+    AddRef();
+  }
   /// Takes the other's value; the other becomes empty.
-  VarData(VarData&& other) noexcept;
-  ~VarData();
+  VarData(VarData&& other) noexcept
+      : type_(other.type_), payload_{other.payload_[0], other.payload_[1]} {
+    other.type_ = kEmpty;
+    other.payload_[0] = other.payload_[1] = 0;
+  }
+  ~VarData() { Release(); }
 
   /// Logical.
   VarData(bool value) noexcept;  // NOLINT(google-explicit-constructor)
@@ -170,9 +177,17 @@ class ZO_KEL_API VarData {
   void Pulse() noexcept;
   void Break() noexcept;
   /// Releases the guts reference (if any); the handle becomes empty.
-  void Clear() noexcept;
+  void Clear() noexcept {
+    Release();
+    type_ = kEmpty;
+    payload_[0] = payload_[1] = 0;
+  }
   /// Exchanges the three words; no reference changes.
-  void swap(VarData& other) noexcept;
+  void swap(VarData& other) noexcept {
+    std::swap(type_, other.type_);
+    std::swap(payload_[0], other.payload_[0]);
+    std::swap(payload_[1], other.payload_[1]);
+  }
 
   // ---- Queries ------------------------------------------------------------------------------
   /// The whole type word: kind code and qualifier.
@@ -241,9 +256,13 @@ class ZO_KEL_API VarData {
 
   // ---- References and copy on write ---------------------------------------------------------
   /// Adds a reference to the guts, if there are guts.
-  void AddRef() const noexcept;
+  void AddRef() const noexcept {
+    if (hasGuts()) guts()->AddRef();
+  }
   /// Drops the guts reference, if any, and nulls the pointer (the kind stays).
-  void Release() noexcept;
+  void Release() noexcept {
+    if (hasGuts()) releaseGuts();
+  }
   /// Gives an array or dictionary its own guts when they are shared.
   void unshare();
   void copyIfShared();
@@ -373,6 +392,13 @@ class ZO_KEL_API VarData {
     type_ = type;
     std::memcpy(payload_, &payload, sizeof payload);
   }
+  /// Tag of the constructor from raw words.
+  struct ScalarWords {};
+  /// A value of a kind without guts made from its type word and payload, for the library's own
+  /// codecs.
+  VarData(ScalarWords, std::uint32_t type, std::uint64_t payload) noexcept : type_(type) {
+    std::memcpy(payload_, &payload, sizeof payload);
+  }
   /// Takes over a guts object with its reference (the handle must hold no guts).
   void adoptGuts(std::uint32_t type, IVarDataGuts* guts) noexcept {
     type_ = type;
@@ -399,6 +425,7 @@ class ZO_KEL_API VarData {
     std::memcpy(payload_, &d, sizeof d);
   }
   bool hasGuts() const noexcept { return (type_ & kGutsBit) != 0 && guts() != nullptr; }
+  void releaseGuts() noexcept;
   IVarDataDictionary* writableDict();
   const IVarDataDictionary* readableDict() const;
   void convertTo(std::uint16_t target);

@@ -56,6 +56,59 @@ const Interface* GutsAs(const VarData& v) {
 
 std::uint64_t ValueSize(const VarData& v, bool compact);
 
+// True for the kinds whose handle, three little-endian words, is byte for byte their serialized
+// form in both forms.
+inline bool IsImageInMemory(std::uint16_t kind) noexcept {
+  return kind == VarData::kNumeric || kind == VarData::kTime || kind == VarData::kID64;
+}
+static_assert(sizeof(VarData) == 12, "a handle is a type word and an 8-byte payload");
+
+constexpr std::ptrdiff_t kRunChunk = 512;
+
+inline std::uint32_t IsImageInMemoryBit(const VarData& v) noexcept {
+  const std::uint32_t kind = v.getKind();
+  return static_cast<std::uint32_t>(kind - VarData::kNumeric <= 1u) |
+         static_cast<std::uint32_t>(kind == VarData::kID64);
+}
+
+// The end of the run of such kinds that starts at `p`. Blocks are tested without branching on
+// each handle, since large arrays of numbers are the common case.
+inline const VarData* EndOfImageRun(const VarData* p, const VarData* end) noexcept {
+  if (p == end || IsImageInMemoryBit(*p) == 0) return p;
+  constexpr std::ptrdiff_t kBlock = 32;
+  while (end - p >= kBlock) {
+    std::uint32_t plain = 0;
+    for (std::ptrdiff_t i = 0; i < kBlock; ++i) plain += IsImageInMemoryBit(p[i]);
+    if (plain != kBlock) break;
+    p += kBlock;
+  }
+  while (p != end && IsImageInMemoryBit(*p) != 0) ++p;
+  return p;
+}
+
+// Bytes of a whole value (type word and payload) of the kinds without guts, the bulk of large
+// arrays; 0 for guts kinds, which are sized by walking them.
+inline std::uint32_t ScalarValueSize(std::uint16_t kind, bool compact) noexcept {
+  switch (kind) {
+    case VarData::kNumeric:
+    case VarData::kTime:
+    case VarData::kID64:
+      return 12;
+    case VarData::kLogical:
+      return 5;
+    case VarData::kVoidPointer:
+      return compact ? 8 : 12;
+    default:
+      return (kind & VarData::kGutsBit) != 0 ? 0 : (compact ? 4 : 12);
+  }
+}
+
+// Bytes of an element of an array or dictionary, with the scalar kinds sized inline.
+inline std::uint64_t ElementSize(const VarData& v, bool compact) {
+  const std::uint32_t scalar = ScalarValueSize(v.getKind(), compact);
+  return scalar != 0 ? scalar : ValueSize(v, compact);
+}
+
 // Payload bytes of one value, in 64 bits so that sums over huge values cannot wrap.
 std::uint64_t PayloadSize(const VarData& v, bool compact) {
   const std::uint16_t kind = v.getKind();
@@ -95,7 +148,7 @@ std::uint64_t PayloadSize(const VarData& v, bool compact) {
       if (v.getGuts() != nullptr) {
         for (const auto& pair :
              static_cast<const zo::kel::detail::VarDataDictionary*>(v.getIDict())->pairs()) {
-          size += ValueSize(pair.first, compact) + ValueSize(pair.second, compact);
+          size += ElementSize(pair.first, compact) + ElementSize(pair.second, compact);
         }
       }
       return size;
@@ -114,9 +167,15 @@ std::uint64_t PayloadSize(const VarData& v, bool compact) {
     case VarData::kArray: {
       std::uint64_t size = 4;
       if (v.getGuts() != nullptr) {
-        for (const VarData& element :
-             static_cast<const zo::kel::detail::VectorGuts*>(v.getGuts())->elements()) {
-          size += ValueSize(element, compact);
+        const auto& elements =
+            static_cast<const zo::kel::detail::VectorGuts*>(v.getGuts())->elements();
+        const VarData* element = elements.data();
+        const VarData* const end = element + elements.size();
+        while (element != end) {
+          const VarData* run = EndOfImageRun(element, end);
+          size += 12 * static_cast<std::uint64_t>(run - element);
+          if (run != end) size += ElementSize(*run++, compact);
+          element = run;
         }
       }
       return size;
@@ -139,8 +198,23 @@ class Writer {
   Writer(unsigned char*& pos, const unsigned char* limit, bool compact)
       : pos_(pos), limit_(limit), compact_(compact) {}
 
+  // Numbers, times and identifiers, the bulk of large arrays, are written with one room check.
   void value(const VarData& v) {
     const std::uint16_t kind = v.getKind();
+    if (kind == VarData::kNumeric || kind == VarData::kTime || kind == VarData::kID64) {
+      unsigned char* next = CheckSerializationSize(12, pos_, limit_);
+      const std::uint32_t type = v.getTypeWord();
+      const std::uint64_t payload = v.getPayloadBits();
+      std::memcpy(pos_, &type, 4);
+      std::memcpy(pos_ + 4, &payload, 8);
+      pos_ = next;
+      return;
+    }
+    other(v, kind);
+  }
+
+ private:
+  void other(const VarData& v, std::uint16_t kind) {
     if (!IsWrittenAsItself(kind)) {
       // A kind the form does not know travels as an empty value.
       SerializeRaw<std::uint32_t>(VarData::kEmpty, pos_, limit_);
@@ -153,7 +227,6 @@ class Writer {
     payload(v, kind);
   }
 
- private:
   void slot(const VarData& v) {
     if (!compact_) SerializeRaw<std::uint64_t>(v.getPayloadBits(), pos_, limit_);
   }
@@ -297,7 +370,21 @@ class Writer {
     }
     const auto& elements = static_cast<const zo::kel::detail::VectorGuts*>(v.getGuts())->elements();
     SerializeRaw<std::uint32_t>(static_cast<std::uint32_t>(elements.size()), pos_, limit_);
-    for (const VarData& element : elements) value(element);
+    const VarData* element = elements.data();
+    const VarData* const end = element + elements.size();
+    while (element != end) {
+      // A run of numbers, times and identifiers is copied as it lies in memory: the handle's
+      // three words are those values' serialized form, type word first, little-endian.
+      // Runs are taken a few kilobytes at a time, so that the copy finds them still in cache.
+      const VarData* run =
+          EndOfImageRun(element, end - element > kRunChunk ? element + kRunChunk : end);
+      if (run != element) {
+        bytes(element, static_cast<std::uint32_t>(sizeof(VarData) * (run - element)));
+        element = run;
+      } else {
+        value(*element++);
+      }
+    }
   }
 
   unsigned char*& pos_;
@@ -497,7 +584,27 @@ class Reader {
     std::vector<VarData> elements;
     elements.reserve(n);
     std::size_t used = 1;
-    for (std::uint32_t i = 0; i < n; ++i) {
+    for (std::uint32_t i = 0; i < n;) {
+      // Numbers, times and identifiers, the bulk of large arrays, are read in one tight loop.
+      std::size_t most = remaining() / 12;
+      if (most > n - i) most = n - i;
+      const unsigned char* p = pos_;
+      const unsigned char* const stop = p + 12 * most;
+      for (; p != stop; p += 12) {
+        std::uint32_t type;
+        std::memcpy(&type, p, 4);
+        if (!IsImageInMemory(static_cast<std::uint16_t>(type))) break;
+        std::uint64_t payload;
+        std::memcpy(&payload, p + 4, 8);
+        elements.emplace_back(VarData::ScalarWords(), type, payload);
+      }
+      if (p != pos_) {
+        i += static_cast<std::uint32_t>((p - pos_) / 12);
+        pos_ = p;
+        used = elements.size();
+        continue;
+      }
+      ++i;
       elements.push_back(value(depth + 1));
       if (elements.back().getKind() != VarData::kEmpty) used = elements.size();
     }

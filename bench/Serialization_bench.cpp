@@ -1,0 +1,237 @@
+// Compact serialization and deserialization of VarData values beside memcpy of the same byte
+// count and beside msgpack-cxx packing and unpacking the same logical data.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <msgpack.hpp>
+#include <string>
+#include <vector>
+
+#include "kel/AutoBuffer.h"
+#include "qmstatic/vardata/VarData.h"
+#include "support/BenchMain.h"
+
+namespace {
+
+using zo::kel::AutoBuffer;
+
+// The three data sets: (a) numbers in an array, (b) a dictionary of mixed values (numbers, short
+// strings, small arrays) under text keys, (c) short strings in an array.
+constexpr std::uint32_t kNumbers = 1000000;
+constexpr std::uint32_t kEntries = 10000;
+constexpr std::uint32_t kStrings = 100000;
+
+std::string Text(const char* format, std::uint32_t i) {
+  char text[32];
+  std::snprintf(text, sizeof text, format, i);
+  return text;
+}
+
+double Number(std::uint32_t i) { return i * 1.25 - 77.0; }
+
+VarData Numbers() {
+  VarData array;
+  for (std::uint32_t i = kNumbers; i-- > 0;) array.SetElement(i, VarData(Number(i)));
+  return array;
+}
+
+// Entry i holds a number, a short string or a three-number array, by i mod 3.
+VarData MixedValue(std::uint32_t i) {
+  switch (i % 3) {
+    case 0:
+      return VarData(Number(i));
+    case 1:
+      return VarData(Text("value %u", i).c_str());
+    default: {
+      VarData small;
+      for (std::uint32_t j = 0; j < 3; ++j) small.SetElement(j, VarData(Number(i + j)));
+      return small;
+    }
+  }
+}
+
+VarData Dictionary() {
+  VarData dict = VarData::dict();
+  for (std::uint32_t i = 0; i < kEntries; ++i) {
+    dict.setValue(VarData(Text("key.%05u", i).c_str()), MixedValue(i));
+  }
+  return dict;
+}
+
+VarData Strings() {
+  VarData array;
+  for (std::uint32_t i = kStrings; i-- > 0;) array.SetElement(i, VarData(Text("s%06u", i).c_str()));
+  return array;
+}
+
+const VarData& DataSet(int which) {
+  static const VarData sets[] = {Numbers(), Dictionary(), Strings()};
+  return sets[which];
+}
+
+void PackMsgpack(int which, msgpack::sbuffer& out) {
+  msgpack::packer<msgpack::sbuffer> packer(out);
+  switch (which) {
+    case 0:
+      packer.pack_array(kNumbers);
+      for (std::uint32_t i = 0; i < kNumbers; ++i) packer.pack_double(Number(i));
+      return;
+    case 1:
+      packer.pack_map(kEntries);
+      for (std::uint32_t i = 0; i < kEntries; ++i) {
+        packer.pack(Text("key.%05u", i));
+        switch (i % 3) {
+          case 0:
+            packer.pack_double(Number(i));
+            break;
+          case 1:
+            packer.pack(Text("value %u", i));
+            break;
+          default:
+            packer.pack_array(3);
+            for (std::uint32_t j = 0; j < 3; ++j) packer.pack_double(Number(i + j));
+        }
+      }
+      return;
+    default:
+      packer.pack_array(kStrings);
+      for (std::uint32_t i = 0; i < kStrings; ++i) packer.pack(Text("s%06u", i));
+  }
+}
+
+// msgpack packs from the application's own structures: the same data held as a vector of
+// doubles, a map of keys to variants, a vector of strings.
+struct MsgpackData {
+  std::vector<double> numbers;
+  std::vector<std::pair<std::string, msgpack::type::variant>> entries;
+  std::vector<std::string> strings;
+};
+
+const MsgpackData& Native() {
+  static const MsgpackData data = [] {
+    MsgpackData d;
+    for (std::uint32_t i = 0; i < kNumbers; ++i) d.numbers.push_back(Number(i));
+    for (std::uint32_t i = 0; i < kEntries; ++i) {
+      msgpack::type::variant value;
+      switch (i % 3) {
+        case 0:
+          value = Number(i);
+          break;
+        case 1:
+          value = Text("value %u", i);
+          break;
+        default:
+          value = std::vector<msgpack::type::variant>{Number(i), Number(i + 1), Number(i + 2)};
+      }
+      d.entries.emplace_back(Text("key.%05u", i), value);
+    }
+    for (std::uint32_t i = 0; i < kStrings; ++i) d.strings.push_back(Text("s%06u", i));
+    return d;
+  }();
+  return data;
+}
+
+void PackNative(int which, msgpack::sbuffer& out) {
+  const MsgpackData& d = Native();
+  msgpack::packer<msgpack::sbuffer> packer(out);
+  switch (which) {
+    case 0:
+      packer.pack(d.numbers);
+      return;
+    case 1:
+      packer.pack_map(static_cast<std::uint32_t>(d.entries.size()));
+      for (const auto& entry : d.entries) {
+        packer.pack(entry.first);
+        packer.pack(entry.second);
+      }
+      return;
+    default:
+      packer.pack(d.strings);
+  }
+}
+
+std::uint32_t ImageSize(int which) { return DataSet(which).serializationSizeImpl(true) - 4; }
+
+void BM_Serialize(benchmark::State& state) {
+  const int which = static_cast<int>(state.range(0));
+  const VarData& value = DataSet(which);
+  AutoBuffer buffer(ImageSize(which));
+  for (auto _ : state) {
+    buffer.Erase();
+    value.SerializeWithoutSize(buffer, true);
+    benchmark::DoNotOptimize(buffer.Data());
+  }
+  if (buffer.Len() != ImageSize(which)) state.SkipWithError("wrong image size");
+  state.SetBytesProcessed(state.iterations() * ImageSize(which));
+}
+
+void BM_Deserialize(benchmark::State& state) {
+  const int which = static_cast<int>(state.range(0));
+  AutoBuffer buffer;
+  DataSet(which).SerializeWithoutSize(buffer, true);
+  std::uint32_t consumed = 0;
+  for (auto _ : state) {
+    VarData back = VarData::DeserializeWithoutSize(buffer.Data(), buffer.Len(), consumed, true);
+    benchmark::DoNotOptimize(back);
+  }
+  std::uint32_t check = 0;
+  if (VarData::DeserializeWithoutSize(buffer.Data(), buffer.Len(), check, true)
+          .Compare(DataSet(which)) != 0) {
+    state.SkipWithError("value read back differs");
+  }
+  state.SetBytesProcessed(state.iterations() * buffer.Len());
+}
+
+void BM_Memcpy(benchmark::State& state) {
+  const std::uint32_t n = ImageSize(static_cast<int>(state.range(0)));
+  std::vector<unsigned char> source(n, 0x5A), target(n);
+  for (auto _ : state) {
+    std::memcpy(target.data(), source.data(), n);
+    benchmark::DoNotOptimize(target.data());
+    benchmark::ClobberMemory();
+  }
+  if (target[n - 1] != 0x5A) state.SkipWithError("copy failed");
+  state.SetBytesProcessed(state.iterations() * n);
+}
+
+void BM_MsgpackPack(benchmark::State& state) {
+  const int which = static_cast<int>(state.range(0));
+  Native();
+  std::size_t size = 0;
+  for (auto _ : state) {
+    msgpack::sbuffer out(ImageSize(which));
+    PackNative(which, out);
+    size = out.size();
+    benchmark::DoNotOptimize(out.data());
+  }
+  msgpack::sbuffer check;
+  PackMsgpack(which, check);
+  if (size != check.size()) state.SkipWithError("packed size differs");
+  state.SetBytesProcessed(state.iterations() * size);
+}
+
+void BM_MsgpackUnpack(benchmark::State& state) {
+  const int which = static_cast<int>(state.range(0));
+  msgpack::sbuffer packed;
+  PackMsgpack(which, packed);
+  for (auto _ : state) {
+    msgpack::object_handle handle = msgpack::unpack(packed.data(), packed.size());
+    benchmark::DoNotOptimize(handle.get());
+  }
+  state.SetBytesProcessed(state.iterations() * packed.size());
+}
+
+void DataSets(benchmark::internal::Benchmark* b) {
+  b->ArgName("set")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(BM_Serialize)->Apply(DataSets);
+BENCHMARK(BM_Deserialize)->Apply(DataSets);
+BENCHMARK(BM_Memcpy)->Apply(DataSets);
+BENCHMARK(BM_MsgpackPack)->Apply(DataSets);
+BENCHMARK(BM_MsgpackUnpack)->Apply(DataSets);
+
+}  // namespace
+
+ZO_KEL_BENCHMARK_MAIN();
