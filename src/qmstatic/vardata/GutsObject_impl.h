@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/IVarDataGuts.h"
 
 namespace zo {
@@ -34,23 +33,17 @@ inline std::int32_t RefuseInterface(void** out) noexcept {
   return kGutsNoInterface;
 }
 
-/// An atomic count starting at 1 and the object's destruction when it reaches 0.
+/// AddRef and Release on the guts' own count (starting at 1); the object is destroyed when the
+/// count reaches 0.
 template <class Interface>
 class GutsObject : public Interface {
  public:
-  std::int32_t AddRef() override { return count_.increment(); }
-  std::int32_t Release() override {
-    const std::int32_t n = count_.decrement();
-    if (n == 0) delete this;
-    return n;
-  }
+  std::int32_t AddRef() override { return this->addReference(); }
+  std::int32_t Release() override { return this->dropReference(); }
 
  protected:
   GutsObject() = default;
   ~GutsObject() override = default;
-
- private:
-  osdep::AtomicInt count_{1};
 };
 
 }  // namespace detail

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "kel/export.h"
+#include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/Guid.h"
 
 class VarData;
@@ -59,6 +60,25 @@ class ZO_KEL_API IVarDataGuts : public IUnknown {
   /// Negative, zero or positive. `other` is always an object of the same class: values are
   /// compared by their guts only when their kinds are equal.
   virtual std::int32_t Compare(const IVarDataGuts* other) const = 0;
+
+  // The count behind AddRef and Release, reached without a virtual call: handles copy and drop
+  // references on every value copy, so this path is as short as a shared pointer's.
+
+  /// Adds a reference; the same count as AddRef.
+  std::int32_t addReference() noexcept { return count_.increment(); }
+  /// Drops a reference, destroying the object when none is left; the same count as Release.
+  std::int32_t dropReference() noexcept {
+    const std::int32_t n = count_.decrement();
+    if (n == 0) delete this;
+    return n;
+  }
+
+ protected:
+  /// Objects start with one reference, owned by their creator.
+  IVarDataGuts() noexcept : count_(1) {}
+
+ private:
+  zo::kel::osdep::AtomicInt count_;
 };
 
 /// Narrow text (IID_IVarDataAnsi).

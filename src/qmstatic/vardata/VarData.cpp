@@ -329,7 +329,7 @@ VarData& VarData::operator^=(const VarData& other) { return *this = *this ^ othe
 void VarData::releaseGuts() noexcept {
   IVarDataGuts* old = guts();
   setGutsPointer(nullptr);
-  old->Release();
+  old->dropReference();
 }
 
 bool IsShared(IVarDataGuts* guts) {

@@ -257,7 +257,7 @@ class ZO_KEL_API VarData {
   // ---- References and copy on write ---------------------------------------------------------
   /// Adds a reference to the guts, if there are guts.
   void AddRef() const noexcept {
-    if (hasGuts()) guts()->AddRef();
+    if (hasGuts()) guts()->addReference();
   }
   /// Drops the guts reference, if any, and nulls the pointer (the kind stays).
   void Release() noexcept {
