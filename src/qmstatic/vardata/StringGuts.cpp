@@ -1,20 +1,27 @@
 // The text guts: narrow (AnsiGuts, with its text operations) and wide (UnicodeGuts).
+//
+// A text guts object and its characters live in one allocation (the characters right after the
+// object), so that making, copying and dropping string values costs one allocation each.
 #include <cctype>
+#include <cstring>
 #include <cwchar>
+#include <new>
 
-#include "kel/StringBase.h"
+#include "kel/DLLMalloc.h"
+#include "kel/exception.h"
+#include "kel/osdep/StringCaseCompare.h"
 #include "qmstatic/text/LogicalText.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
 namespace {
 
-using zo::kel::AString;
-using zo::kel::WString;
 using zo::kel::detail::GrantInterface;
 using zo::kel::detail::GutsObject;
 using zo::kel::detail::IsOneOf;
 using zo::kel::detail::RefuseInterface;
+using zo::kel::osdep::StringCaseCompare;
+using zo::kel::osdep::StringExactCompare;
 
 // The number a text stands for: a logical word (1 or 0), a number, or a time's day count; no
 // recogniser accepting gives 0. `recognised` tells whether any did.
@@ -40,9 +47,41 @@ bool TruthOfText(const Char* text) {
   return recognised && !(number == 0.0);
 }
 
+// Raw storage for an object of type T followed by `length` + 1 characters; the characters are
+// what the object's text() points to. Allocation failure throws std::bad_alloc.
+template <class T, class Char>
+void* TextStorage(std::uint32_t length) {
+  const unsigned long long bytes =
+      sizeof(T) + (static_cast<unsigned long long>(length) + 1) * sizeof(Char);
+  if (bytes > 0xFFFFFFFFull) throw std::bad_alloc();
+  return zo::kel::DLLMalloc(static_cast<unsigned>(bytes));
+}
+
+// Makes an object of type T (constructed from the length) holding the characters.
+template <class T, class Char>
+T* MakeText(const Char* text, std::uint32_t length) {
+  void* raw = TextStorage<T, Char>(length);
+  T* made = new (raw) T(length);
+  Char* chars = made->text();
+  if (length != 0) std::memcpy(chars, text, length * sizeof(Char));
+  chars[length] = Char();
+  return made;
+}
+
 class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
  public:
-  explicit AnsiGuts(AString text) : text_(std::move(text)) {}
+  explicit AnsiGuts(std::uint32_t length) noexcept : length_(length) {}
+
+  // The storage came from TextStorage; the deleting destructor gives it back there.
+  static void operator delete(void* p) noexcept { zo::kel::DLLFree(p); }
+
+  static AnsiGuts* Make(const char* text, std::uint32_t length) {
+    return MakeText<AnsiGuts>(text, length);
+  }
+
+  char* text() noexcept { return reinterpret_cast<char*>(this + 1); }
+  const char* text() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+  const char* textEnd() const noexcept { return text() + length_; }
 
   std::int32_t QueryInterface(const GUID& iid, void** out) override {
     if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataAnsi})) {
@@ -54,28 +93,35 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
   std::int32_t AddRef() override { return GutsObject<IVarDataAnsi>::AddRef(); }
   std::int32_t Release() override { return GutsObject<IVarDataAnsi>::Release(); }
 
-  operator bool() const override { return TruthOfText(text_.c_str()); }
+  operator bool() const override { return TruthOfText(text()); }
   operator double() const override {
     bool recognised = false;
-    return NumberOfText(text_.c_str(), recognised);
+    return NumberOfText(text(), recognised);
   }
+  // Case-insensitive, like every text order of the library.
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    return text_.compare(
-        static_cast<const AnsiGuts*>(static_cast<const IVarDataAnsi*>(other))->text_);
+    const auto* that = static_cast<const AnsiGuts*>(static_cast<const IVarDataAnsi*>(other));
+    return StringCaseCompare(text(), textEnd(), that->text(), that->textEnd());
   }
 
-  const char* GetData() const override { return text_.c_str(); }
-  std::uint32_t GetLength() const override { return text_.size(); }
+  const char* GetData() const override { return text(); }
+  std::uint32_t GetLength() const override { return length_; }
 
   std::int32_t Compare(const IAnsiGuts* other) const override {
-    return text_.compare(TextOf(other));
+    const AnsiGuts& that = Of(other);
+    return StringCaseCompare(text(), textEnd(), that.text(), that.textEnd());
   }
   std::int32_t ExactCompare(const IAnsiGuts* other) const override {
-    return text_.exactCompare(TextOf(other));
+    const AnsiGuts& that = Of(other);
+    return StringExactCompare(text(), textEnd(), that.text(), that.textEnd());
   }
-  std::int32_t Compare(const char* other) const override { return text_.compare(AString(other)); }
+  std::int32_t Compare(const char* other) const override {
+    const char* o = other != nullptr ? other : "";
+    return StringCaseCompare(text(), textEnd(), o, o + std::strlen(o));
+  }
   std::int32_t ExactCompare(const char* other) const override {
-    return text_.exactCompare(AString(other));
+    const char* o = other != nullptr ? other : "";
+    return StringExactCompare(text(), textEnd(), o, o + std::strlen(o));
   }
   IAnsiGuts* ToLower() const override {
     return Mapped([](int c, bool) { return std::tolower(c); });
@@ -88,52 +134,83 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
     return Mapped([](int c, bool inWord) { return inWord ? std::tolower(c) : std::toupper(c); });
   }
   IAnsiGuts* Concat(const IAnsiGuts* other) const override {
-    return Make(AString(text_, TextOf(other)));
+    const AnsiGuts& that = Of(other);
+    return Joined(that.text(), that.length_);
   }
   IAnsiGuts* Concat(const char* other) const override {
-    return Make(AString(text_, AString(other)));
+    const char* o = other != nullptr ? other : "";
+    const std::size_t n = std::strlen(o);
+    if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
+    return Joined(o, static_cast<std::uint32_t>(n));
   }
-  IAnsiGuts* Left(std::uint32_t n) const override { return Make(AString(text_, 0, n)); }
+  // Counts beyond the text take what there is.
+  IAnsiGuts* Left(std::uint32_t n) const override {
+    return Make(text(), n < length_ ? n : length_);
+  }
   IAnsiGuts* Right(std::uint32_t n) const override {
-    const std::uint32_t length = text_.size();
-    return Make(AString(text_, n < length ? length - n : 0, n));
+    const std::uint32_t count = n < length_ ? n : length_;
+    return Make(textEnd() - count, count);
   }
+  // A start past the end of the text is an error, as for every substring of the library.
   IAnsiGuts* Mid(std::uint32_t start, std::uint32_t count) const override {
-    return Make(AString(text_, start, count));
+    if (start > length_) {
+      throw zo::kel::exception::OutOfRange2(ZO_KEL_HERE, "String offset out of range");
+    }
+    const std::uint32_t rest = length_ - start;
+    return Make(text() + start, count < rest ? count : rest);
   }
 
  private:
   ~AnsiGuts() override = default;
 
-  static const AString& TextOf(const IAnsiGuts* other) {
-    return dynamic_cast<const AnsiGuts&>(*other).text_;
+  static const AnsiGuts& Of(const IAnsiGuts* other) {
+    return dynamic_cast<const AnsiGuts&>(*other);
   }
-  static IAnsiGuts* Make(AString text) { return new AnsiGuts(std::move(text)); }
+
+  AnsiGuts* Joined(const char* more, std::uint32_t n) const {
+    void* raw = TextStorage<AnsiGuts, char>(length_ + n);
+    AnsiGuts* made = new (raw) AnsiGuts(length_ + n);
+    std::memcpy(made->text(), text(), length_);
+    std::memcpy(made->text() + length_, more, n);
+    made->text()[length_ + n] = '\0';
+    return made;
+  }
 
   // Maps every letter with map(character, inWord), where inWord tells whether a letter came
   // right before it; other characters are copied. Character classes are the locale's.
   template <class Map>
   IAnsiGuts* Mapped(Map map) const {
-    AString out(text_);
+    AnsiGuts* made = Make(text(), length_);
     bool inWord = false;
-    for (char& ch : out) {
-      const int c = static_cast<unsigned char>(ch);
+    char* chars = made->text();
+    for (std::uint32_t i = 0; i < length_; ++i) {
+      const int c = static_cast<unsigned char>(chars[i]);
       if (std::isalpha(c)) {
-        ch = static_cast<char>(map(c, inWord));
+        chars[i] = static_cast<char>(map(c, inWord));
         inWord = true;
       } else {
         inWord = false;
       }
     }
-    return Make(std::move(out));
+    return made;
   }
 
-  AString text_;
+  std::uint32_t length_;
 };
 
 class UnicodeGuts final : public GutsObject<IVarDataUnicode> {
  public:
-  explicit UnicodeGuts(WString text) : text_(std::move(text)) {}
+  explicit UnicodeGuts(std::uint32_t length) noexcept : length_(length) {}
+
+  static void operator delete(void* p) noexcept { zo::kel::DLLFree(p); }
+
+  static UnicodeGuts* Make(const wchar_t* text, std::uint32_t length) {
+    if (length > 0x3FFFFFFEu) throw std::bad_alloc();
+    return MakeText<UnicodeGuts>(text, length);
+  }
+
+  wchar_t* text() noexcept { return reinterpret_cast<wchar_t*>(this + 1); }
+  const wchar_t* text() const noexcept { return reinterpret_cast<const wchar_t*>(this + 1); }
 
   std::int32_t QueryInterface(const GUID& iid, void** out) override {
     if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataUnicode})) {
@@ -141,35 +218,48 @@ class UnicodeGuts final : public GutsObject<IVarDataUnicode> {
     }
     return RefuseInterface(out);
   }
-  operator bool() const override { return TruthOfText(text_.c_str()); }
+  operator bool() const override { return TruthOfText(text()); }
   operator double() const override {
     bool recognised = false;
-    return NumberOfText(text_.c_str(), recognised);
+    return NumberOfText(text(), recognised);
   }
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    return text_.compare(static_cast<const UnicodeGuts*>(other)->text_);
+    const auto* that = static_cast<const UnicodeGuts*>(other);
+    return StringCaseCompare(text(), text() + length_, that->text(), that->text() + that->length_);
   }
-  const wchar_t* GetData() const override { return text_.c_str(); }
-  std::uint32_t GetLength() const override { return text_.size(); }
+  const wchar_t* GetData() const override { return text(); }
+  std::uint32_t GetLength() const override { return length_; }
 
  private:
   ~UnicodeGuts() override = default;
 
-  WString text_;
+  std::uint32_t length_;
 };
+
+// The characters follow the object directly: its alignment covers theirs.
+static_assert(sizeof(AnsiGuts) % alignof(wchar_t) == 0, "characters follow the object aligned");
+static_assert(sizeof(UnicodeGuts) % alignof(wchar_t) == 0, "characters follow the object aligned");
 
 }  // namespace
 
 IVarDataGuts* NewAnsiGuts(const char* text) {
-  return static_cast<IVarDataAnsi*>(new AnsiGuts(AString(text)));
+  const char* t = text != nullptr ? text : "";
+  const std::size_t n = std::strlen(t);
+  if (n > 0xFFFFFFF0u) throw std::bad_alloc();
+  return static_cast<IVarDataAnsi*>(AnsiGuts::Make(t, static_cast<std::uint32_t>(n)));
 }
 
 IVarDataGuts* NewAnsiGutsLen(const char* text, std::uint32_t length) {
-  return static_cast<IVarDataAnsi*>(new AnsiGuts(AString(text, length)));
+  return static_cast<IVarDataAnsi*>(AnsiGuts::Make(text, text != nullptr ? length : 0));
 }
 
-IVarDataGuts* NewUnicodeGuts(const wchar_t* text) { return new UnicodeGuts(WString(text)); }
+IVarDataGuts* NewUnicodeGuts(const wchar_t* text) {
+  const wchar_t* t = text != nullptr ? text : L"";
+  const std::size_t n = std::wcslen(t);
+  if (n > 0x3FFFFFFEu) throw std::bad_alloc();
+  return UnicodeGuts::Make(t, static_cast<std::uint32_t>(n));
+}
 
 IVarDataGuts* NewUnicodeGutsLen(const wchar_t* text, std::uint32_t length) {
-  return new UnicodeGuts(WString(text, length));
+  return UnicodeGuts::Make(text, text != nullptr ? length : 0);
 }
