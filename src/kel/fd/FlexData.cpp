@@ -10,6 +10,7 @@
 #include "kel/fd/NumericConversion.h"
 #include "kel/fd/fd_impl.h"
 #include "kel/little_endian.h"
+#include "kel/osdep/SerializeUtf16.h"
 #include "kel/time/AbsTime.h"
 
 namespace zo {
@@ -302,6 +303,14 @@ void FlexData::setUTF16(const std::uint16_t* units, std::uint32_t count) {
   packet_ = b.Finish();
 }
 
+void FlexData::setAString(const AString& text) { setAString(text.c_str(), text.size()); }
+
+void FlexData::setUTF16(const WString& text) {
+  Vector<std::uint16_t> units(osdep::SerializeUtf16::GetUtf16SerializationSize(text) / 2u);
+  osdep::SerializeUtf16::SerializeAsUtf16(text, units.begin(), units.end());
+  setUTF16(units.begin(), units.size());
+}
+
 namespace {
 template <typename T>
 T ScalarOf(const unsigned char* data, const unsigned char* end, std::uint16_t code) {
@@ -353,6 +362,17 @@ Vector<std::uint16_t> FlexData::getUTF16() const {
   return units;
 }
 
+AString FlexData::getAString() const {
+  const char* chars = nullptr;
+  const std::uint32_t count = getAString(chars);
+  return AString(chars, count);
+}
+
+WString FlexData::getWString() const {
+  const Vector<std::uint16_t> units = getUTF16();
+  return osdep::SerializeUtf16::DeserializeFromUtf16(units.begin(), units.end());
+}
+
 // ---- Arrays ----
 
 void FlexData::setScalarArray(FlexType type, const std::int32_t* dims, std::uint16_t dimCount,
@@ -384,6 +404,18 @@ void FlexData::setAStringArray(const std::int32_t* dims, std::uint16_t dimCount,
     b.PadData();
   }
   packet_ = b.Finish();
+}
+
+void FlexData::setAStringArray(const Vector<std::int32_t>& dims, const Vector<AString>& texts) {
+  Require(dims.size() <= 0xFFFFu && ElementCount(dims.begin(), dims.size()) == texts.size());
+  Vector<const char*> chars(texts.size());
+  Vector<std::uint32_t> lengths(texts.size());
+  for (std::uint32_t i = 0; i < texts.size(); ++i) {
+    chars[i] = texts[i].c_str();
+    lengths[i] = texts[i].size();
+  }
+  setAStringArray(dims.begin(), static_cast<std::uint16_t>(dims.size()), chars.begin(),
+                  lengths.begin());
 }
 
 void FlexData::setArray(const std::int32_t* dims, std::uint16_t dimCount,
@@ -450,6 +482,19 @@ void FlexData::getAStringArray(const char** texts, std::uint32_t* lengths) const
     texts[i] = reinterpret_cast<const char*>(p + 4);
     p += RoundUpEven(4ull + lengths[i]);
   }
+}
+
+Vector<AString> FlexData::getAStringArray() const {
+  const View v = view();
+  Require(v.code == Code(FlexType::Array) && IsAStringFamily(v.elementCode()));
+  // The packet holds every element's count field, so the count fits 32 bits.
+  const auto count = static_cast<std::uint32_t>(v.elementCount());
+  Vector<const char*> chars(count);
+  Vector<std::uint32_t> lengths(count);
+  getAStringArray(chars.begin(), lengths.begin());
+  Vector<AString> texts(count);
+  for (std::uint32_t i = 0; i < count; ++i) texts[i].assign(chars[i], lengths[i]);
+  return texts;
 }
 
 FlexData FlexData::getElement(std::uint64_t index) const {

@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "kel/AutoBuffer.h"
+#include "kel/StringBase.h"
 #include "kel/Vector.h"
 #include "kel/exception.h"
 #include "kel/export.h"
@@ -118,6 +119,11 @@ class ZO_KEL_API FlexData {
   void setAString(const char* chars, std::uint32_t count);
   /// A UTF-16 string of count code units.
   void setUTF16(const std::uint16_t* units, std::uint32_t count);
+  /// A narrow string of all of text's characters, embedded NULs included.
+  void setAString(const AString& text);
+  /// A UTF-16 string of the wide text: characters above U+FFFF become surrogate pairs, a
+  /// character UTF-16 cannot hold becomes '?' (see osdep::SerializeUtf16).
+  void setUTF16(const WString& text);
 
   /// The numeric scalar converted to the host type as fd::GetNum converts (truncation toward
   /// zero, integer-indefinite values out of range). InvalidArgument (source "FlexData", 653)
@@ -141,6 +147,11 @@ class ZO_KEL_API FlexData {
   std::uint32_t getAString(const char*& chars) const;
   /// The code units of a UTF16 packet; InvalidArgument for other types.
   Vector<std::uint16_t> getUTF16() const;
+  /// A copy of the characters of an AString packet; InvalidArgument for other types.
+  AString getAString() const;
+  /// The wide text of a UTF16 packet (a unit that is not valid UTF-16 becomes L'?');
+  /// InvalidArgument for other types.
+  WString getWString() const;
 
   // N-dimensional arrays. Dimension sizes are non-negative 32-bit counts; elements are stored in
   // row-major order (the last dimension varies fastest).
@@ -164,6 +175,9 @@ class ZO_KEL_API FlexData {
   /// characters at texts[i].
   void setAStringArray(const std::int32_t* dims, std::uint16_t dimCount, const char* const* texts,
                        const std::uint32_t* lengths);
+  /// The same from vectors: one text per element (InvalidArgument when texts.size() is not the
+  /// product of dims).
+  void setAStringArray(const Vector<std::int32_t>& dims, const Vector<AString>& texts);
   /// Makes this an array of any element type: every element must be a non-empty FlexData with
   /// the same metadata (type and attributes) as elements[0]; InvalidArgument otherwise. A
   /// product of dims of 0 needs one element to give the type.
@@ -200,6 +214,9 @@ class ZO_KEL_API FlexData {
   /// Views of the characters of every element of an AString array (valid until this object
   /// changes): texts and lengths must have room for getElementCount() entries.
   void getAStringArray(const char** texts, std::uint32_t* lengths) const;
+  /// Copies of the texts of every element of an AString array, in row-major order;
+  /// InvalidArgument for other types.
+  Vector<AString> getAStringArray() const;
   /// Element `index` (row-major) of any array, as a packet of its own; InvalidArgument when
   /// out of range. Takes time in proportion to index for elements of variable size.
   FlexData getElement(std::uint64_t index) const;

@@ -1,11 +1,27 @@
-// Packet images shared by the packet tests: the fixed waveform blocks, a record, a waveform.
+// Packet images shared by the packet tests (the fixed waveform blocks, a record, a waveform) and
+// helpers that move packets between their bytes and hex.
 #ifndef ZO_KEL_TESTS_KEL_FD_FDSAMPLES_H
 #define ZO_KEL_TESTS_KEL_FD_FDSAMPLES_H
 
+#include <cstdint>
 #include <string>
+
+#include "kel/fd/FlexData.h"
+#include "support/KelTest.h"
 
 namespace zo_kel_test {
 namespace fd_samples {
+
+inline std::string HexOf(const zo::kel::FlexData& f) { return ToHex(f.data(), f.size()); }
+inline zo::kel::FlexData FromHex(const std::string& hex) {
+  const Bytes b = Hex(hex);
+  return zo::kel::FlexData(b.data(), b.data() + b.size());
+}
+inline zo::kel::FlexData I32(std::int32_t v) {
+  zo::kel::FlexData f;
+  f.setI32(v);
+  return f;
+}
 
 inline const char kWaveformAttributes[] =
     "02 40 32 00 00 00 03 40 12 00 00 00 00 09 07 00 00 00 5F 5A 4F 5F 4D 44 54 00"

@@ -32,16 +32,6 @@ constexpr std::int32_t kSyntaxCode = -1967362044;
 constexpr std::int32_t kInvalidArgumentCode = -1967362033;
 constexpr std::int32_t kNotFoundCode = -1967362038;
 
-std::string HexOf(const FlexData& f) { return ToHex(f.data(), f.size()); }
-FlexData FromHex(const std::string& hex) {
-  const Bytes b = Hex(hex);
-  return FlexData(b.data(), b.data() + b.size());
-}
-FlexData I32(std::int32_t v) {
-  FlexData f;
-  f.setI32(v);
-  return f;
-}
 FlexData Text(const char* s) {
   FlexData f;
   f.setAString(s, static_cast<std::uint32_t>(std::strlen(s)));
@@ -200,6 +190,37 @@ TEST(FlexDataArrays, NumericArraysConvertOnTheWayInAndOut) {
   three[0] = 3;
   f.setScalarArray(FlexType::Bool, three, bits);
   EXPECT_EQ("15 00 00 00 00 08 01 00 06 00 00 00 02 01 03 00 00 00 00 01 00", HexOf(f));
+}
+
+TEST(FlexDataScalars, LibraryStringsInAndOut) {
+  using zo::kel::AString;
+  using zo::kel::WString;
+  FlexData f;
+  f.setAString(AString("a\0b", 3));
+  EXPECT_EQ("0D 00 00 00 00 09 03 00 00 00 61 00 62", HexOf(f));
+  EXPECT_EQ('b', f.getAString()[2]);
+  EXPECT_KEL_THROW(f.getWString(), InvalidArgument, kInvalidArgumentCode, "Invalid argument(s)");
+
+  // Characters above U+FFFF travel as surrogate pairs; a lone surrogate reads back as '?'.
+  f.setUTF16(WString(L"\U0001F600x"));
+  EXPECT_EQ("10 00 00 00 00 0A 03 00 00 00 3D D8 00 DE 78 00", HexOf(f));
+  EXPECT_EQ(0, f.getWString().exactCompare(WString(L"\U0001F600x")));
+  EXPECT_THROW(f.getAString(), InvalidArgument);
+  const std::uint16_t lone[] = {0xD800, 0x41};
+  f.setUTF16(lone, 2);
+  EXPECT_EQ(0, f.getWString().exactCompare(WString(L"?A")));
+
+  const std::int32_t two = 2;
+  const Vector<std::int32_t> dims(&two, &two + 1);
+  const AString texts[] = {AString("ab"), AString("c")};
+  f.setAStringArray(dims, Vector<AString>(texts, texts + 2));
+  EXPECT_EQ(
+      "1E 00 00 00 00 08 01 00 06 00 00 00 00 09 02 00 00 00 02 00 00 00 61 62 01 00 00 00 63 00",
+      HexOf(f));
+  const Vector<AString> back = f.getAStringArray();
+  ASSERT_EQ(2u, back.size());
+  EXPECT_EQ(0, back[1].exactCompare(AString("c")));
+  EXPECT_THROW(f.setAStringArray(dims, Vector<AString>(texts, texts + 1)), InvalidArgument);
 }
 
 TEST(FlexDataArrays, BadArraysAreRefusedAndLeaveThePacket) {
