@@ -37,4 +37,6 @@
 #include "qmstatic/vardata/IVarDataGuts.h"
 #include "qmstatic/vardata/VarData.h"
 
+#include "qmdynamic/VarDataFlexData.h"
+
 #endif  // ZO_KEL_BASICS_H

@@ -249,8 +249,13 @@ ZO_KEL_C_API IVarDataGuts* NewVarDataTGVariant(const unsigned short* words, std:
 /// them; the stream's errors propagate with the cursor unchanged.
 ZO_KEL_C_API IVarDataGuts* DeserializeVarDataTGVariant(const unsigned char*& cursor,
                                                        const unsigned char* limit);
-/// New packet guts (count 1) read from a serialized stream at cursor, which advances past them;
-/// the stream's errors propagate with the cursor unchanged.
+/// New packet guts (count 1) holding the packet (its bytes shared, see FlexData).
+ZO_KEL_C_API IVarDataGuts* NewVarDataFlexData(const zo::kel::FlexData& packet);
+/// New packet guts (count 1) holding the packet the value becomes (qmdynamic/VarDataFlexData.h).
+ZO_KEL_C_API IVarDataGuts* NewVarDataFlexDataFromVarData(const VarData& value);
+/// New packet guts (count 1) read from a serialized stream at cursor, which advances past them:
+/// a packet, or 00 00 00 00 for an empty one. A stream that ends inside the packet raises
+/// DeserializationError, a malformed packet SyntaxError; the cursor is then unchanged.
 ZO_KEL_C_API IVarDataGuts* DeserializeVarDataFlexData(const unsigned char*& cursor,
                                                       const unsigned char* limit);
 /// The kind is reserved and not supported: always null.

@@ -130,6 +130,8 @@ class ZO_KEL_API VarData {
   VarData(const zo::kel::AbsTime& time);  // NOLINT(google-explicit-constructor)
   /// Relative time (kind 0x1010).
   VarData(const zo::kel::RelTime& time);  // NOLINT(google-explicit-constructor)
+  /// Packet (kind 0x1013) holding the packet, its bytes shared (kel/fd/FlexData.h).
+  VarData(const zo::kel::FlexData& packet);  // NOLINT(google-explicit-constructor)
 
   /// Pulse event (kind 11).
   static VarData pulse() noexcept;
@@ -150,6 +152,8 @@ class ZO_KEL_API VarData {
                        const unsigned char* data, std::uint32_t byteCount);
   static VarData tgvar(const unsigned short* wordsBegin, const unsigned short* wordsEnd,
                        const unsigned char* dataBegin, const unsigned char* dataEnd);
+  /// Packet (kind 0x1013) from the bytes of one complete packet; SyntaxError when they are not.
+  static VarData flexData(const unsigned char* begin, const unsigned char* end);
 
   // ---- Assignment ---------------------------------------------------------------------------
   /// Copies the other value. Safe when the other value is owned by this handle's own guts (an
@@ -233,6 +237,8 @@ class ZO_KEL_API VarData {
   /// value lives unchanged). Throws TypeErrorException unless the kind is 0x1012.
   void getTGVariant(const unsigned short*& words, std::uint32_t& wordCount,
                     const unsigned char*& data, std::uint32_t& byteCount) const;
+  /// The packet of a packet value (empty for null guts); TypeErrorException for other kinds.
+  zo::kel::FlexData getFlexData() const;
   /// The guts pointer of a guts kind (may be null), with no new reference.
   IVarDataGuts* getGuts() const noexcept { return (type_ & kGutsBit) != 0 ? guts() : nullptr; }
 

@@ -274,6 +274,9 @@ VarData::operator unsigned long() const { return static_cast<unsigned int>(*this
 
 void VarData::Convert_(std::uint16_t kind) {
   const std::uint16_t source = getKind();
+  // A packet converted to a packet stays as it is, deliberately: going through its native value
+  // would drop attributes and widen or lose what has no native kind.
+  if (source == kFlexData && kind == kFlexData) return;
   if (source == kTGVariant || source == kFlexData) {
     // These kinds first become the value they stand for; one that cannot be decoded stands
     // for an empty value, so that the conversion still never throws.
@@ -334,6 +337,17 @@ void VarData::convertTo(std::uint16_t target) {
       result =
           VarData(zo::kel::RelTime(nZOSS100::tSignedFixedPoint128(static_cast<double>(*this))));
       break;
+    case kFlexData: {
+      // A value the library cannot pack becomes an empty packet value, so that the conversion
+      // never throws for a kind pair.
+      IVarDataGuts* packet = nullptr;
+      try {
+        packet = NewVarDataFlexDataFromVarData(*this);
+      } catch (const zo::kel::exception::Exception&) {
+      }
+      result.adoptGuts(kFlexData, packet);
+      break;
+    }
     default:
       // Every other target, the value kinds among them, becomes an empty value of that kind:
       // an all-zero payload (a null guts pointer for guts kinds).

@@ -438,6 +438,9 @@ class Reader {
       case VarData::kTGVariant:
         v.adoptGuts(VarData::kTGVariant, DeserializeVarDataTGVariant(pos_, limit_));
         break;
+      case VarData::kFlexData:
+        v.adoptGuts(VarData::kFlexData, DeserializeVarDataFlexData(pos_, limit_));
+        break;
       case VarData::kArray:
         array(v, depth);
         break;
