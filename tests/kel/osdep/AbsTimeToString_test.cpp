@@ -14,12 +14,14 @@
 
 #include "kel/exception.h"
 #include "support/KelTest.h"
+#include "support/ScopedEnv.h"
 
 namespace {
 
 using zo::kel::AbsTime;
 using zo::kel::WString;
 using namespace zo::kel::osdep;
+using zo_kel_test::ScopedEnv;
 
 std::wstring Text(const WString& s) { return std::wstring(s.c_str(), s.size()); }
 
@@ -33,31 +35,6 @@ std::wstring Utc(const AbsTime& t, unsigned digits, bool timeFirst = false,
   return Text(
       AbsTimeToString(t, L"%Y-%m-%d", L"%H:%M:%S", digits, kTimeStringUTC, timeFirst, suffix));
 }
-
-// Sets an environment variable for the life of the object and restores it afterwards.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    setenv(name, value, 1);
-    tzset();
-  }
-  ~ScopedEnv() {
-    if (had_) {
-      setenv(name_, old_.c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-    tzset();
-  }
-
- private:
-  const char* name_;
-  bool had_;
-  std::string old_;
-};
 
 TEST(AbsTimeToString, FormatsDateTimeAndFraction) {
   const AbsTime t = Unix(0.0, 0.25);

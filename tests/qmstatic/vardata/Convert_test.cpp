@@ -9,8 +9,11 @@
 #include "kel/StringBase.h"
 #include "kel/time/AbsTime.h"
 #include "qmstatic/vardata/VarData.h"
+#include "support/ScopedEnv.h"
 
 namespace {
+
+using zo_kel_test::ScopedEnv;
 
 std::string Narrow(VarData v) {
   v.Convert_(VarData::kAnsi);
@@ -37,32 +40,6 @@ VarData Pointer(std::uintptr_t p) {
   v.setVoidPointer(reinterpret_cast<void*>(p));
   return v;
 }
-
-// Pins the time zone for one test.
-// Pins an environment variable (a time zone, a locale) for one test.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = std::getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    setenv(name, value, 1);
-    tzset();
-  }
-  ~ScopedEnv() {
-    if (had_) {
-      setenv(name_, old_.c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-    tzset();
-  }
-
- private:
-  const char* name_;
-  bool had_;
-  std::string old_;
-};
 
 TEST(Compare, KindsOrderByKindCode) {
   const VarData ordered[] = {VarData(),
