@@ -1,0 +1,293 @@
+// zo-kel driven as a process: the samples decode and come back byte for byte through JSON, every
+// kind survives the JSON form, errors give status 2 with the form and offset, and damaged input
+// never crashes the tool.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "support/KelTest.h"
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+struct Result {
+  int status = -1;  // the exit status, or -1 when the tool did not exit normally
+  std::string out, err;
+};
+
+std::string ReadFile(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Runs zo-kel with `input` on standard input.
+Result Tool(const std::vector<std::string>& args, const std::string& input = "") {
+  static const fs::path dir = [] {
+    char name[] = "/tmp/zo-kel-tool-test-XXXXXX";
+    return fs::path(mkdtemp(name));
+  }();
+  const fs::path in = dir / "in", out = dir / "out", err = dir / "err";
+  std::ofstream(in, std::ios::binary) << input;
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_addopen(&files, 0, in.c_str(), O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&files, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  posix_spawn_file_actions_addopen(&files, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  std::vector<std::string> words = {ZO_KEL_TOOL_PATH};
+  words.insert(words.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& w : words) argv.push_back(w.data());
+  argv.push_back(nullptr);
+  Result r;
+  pid_t pid = 0;
+  int wait = 0;
+  if (posix_spawn(&pid, ZO_KEL_TOOL_PATH, &files, nullptr, argv.data(), environ) == 0 &&
+      waitpid(pid, &wait, 0) == pid && WIFEXITED(wait)) {
+    r.status = WEXITSTATUS(wait);
+  }
+  posix_spawn_file_actions_destroy(&files);
+  r.out = ReadFile(out);
+  r.err = ReadFile(err);
+  return r;
+}
+
+// The decode option of a sample file: its name says its form.
+std::string FormOf(const fs::path& p) {
+  const std::string name = p.filename().string();
+  if (name.find(".full.") != std::string::npos) return "--full";
+  if (name.find(".sized.") != std::string::npos) return "--sized";
+  if (name.find(".packet.") != std::string::npos) return "--flexdata";
+  return "--compact-default";
+}
+
+std::vector<std::string> DecodeArgs(const std::string& form, std::vector<std::string> more) {
+  if (form != "--compact-default") more.insert(more.begin(), form);
+  more.insert(more.begin(), "decode");
+  return more;
+}
+
+std::vector<fs::path> Samples() {
+  std::vector<fs::path> files;
+  for (const auto& e : fs::directory_iterator(ZO_KEL_SAMPLES_DIR)) files.push_back(e.path());
+  return files;
+}
+
+TEST(ZoKelTool, EverySampleDecodesAndComesBackThroughJson) {
+  const std::vector<fs::path> samples = Samples();
+  ASSERT_GE(samples.size(), 8u);
+  for (const fs::path& p : samples) {
+    SCOPED_TRACE(p.filename().string());
+    const std::string form = FormOf(p), bytes = ReadFile(p);
+    const Result tree = Tool(DecodeArgs(form, {p.string()}));
+    EXPECT_EQ(tree.status, 0) << tree.err;
+    EXPECT_EQ(Tool(DecodeArgs(form, {"--hex"}), ToHex(Bytes(bytes.begin(), bytes.end()))).out,
+              tree.out);
+    const Result json = Tool(DecodeArgs(form, {"--json", p.string()}));
+    const Result encoded = Tool({"encode"}, json.out);
+    EXPECT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_EQ(encoded.out, bytes);
+  }
+}
+
+TEST(ZoKelTool, JsonKeepsEveryKindQualifierAndPayload) {
+  struct Case {
+    const char* form;
+    const char* image;
+  };
+  const Case cases[] = {
+      {"", "01 00 00 00"},
+      {"--full", "01 00 00 00 01 00 00 00 00 00 00 80"},  // the slot travels in the full form
+      {"--full", "08 00 00 00 FF 00 00 00 00 00 00 00"},
+      {"--full", "0B 00 00 00 00 00 00 00 00 00 00 00"},
+      {"", "00 00 00 00"},
+      {"", "02 00 05 00 01"},
+      {"", "03 00 03 00 00 00 00 00 00 00 1C 40"},
+      {"", "03 00 00 00 9A 99 99 99 99 99 B9 3F"},
+      {"", "03 00 00 00 00 00 00 00 00 00 00 80"},
+      {"", "03 00 08 00 01 00 00 00 00 00 F8 FF"},
+      {"", "03 00 00 00 00 00 00 00 00 00 F0 7F"},
+      {"", "04 00 00 00 00 00 9C 58 4C 49 1F F2"},
+      {"", "0D 00 00 00 78 56 34 12"},
+      {"--full", "0D 00 00 00 78 56 34 12 9A BC DE F0"},
+      {"", "11 00 00 00 EF CD AB 89 67 45 23 01"},
+      {"", "05 10 00 00 04 00 00 00 61 FF 00 62"},
+      {"", "05 10 00 00 00 00 00 00"},
+      {"", "06 10 00 00 02 00 00 00 00 D8 41 00"},
+      {"", "09 10 00 00 02 00 00 00 00 FF"},
+      {"", "0A 10 00 00 FF FF 01 00 02 00 00 00 01"},
+      {"",
+       "0C 10 00 00 02 00 00 00 03 00 00 00 00 00 00 00 00 00 00 40 01 00 00 00 "
+       "05 10 00 00 01 00 00 00 61 07 30 00 00 00 00 00 00"},
+      {"", "07 30 00 00 02 00 00 00 01 00 00 00 0B 00 00 00"},
+      {"", "07 30 00 00 01 00 00 00 01 00 00 00"},
+      {"", "0F 10 00 00 01 00 00 00 00 00 00 80 F1 11 64 E3 00 00 00 00"},
+      {"", "10 10 00 00 00 00 00 00 00 00 00 00 FF FF FF FF FF FF FF FF"},
+      {"", "12 10 00 00 02 00 00 00 04 00 21 00 01 00 00 00 01"},
+      {"--sized", "05 00 00 00 02 00 00 00 01 06 00 00 00 02 00 00 00 01 AA"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.image);
+    std::vector<std::string> decode = {"decode", "--hex", "--json"};
+    if (*c.form != '\0') decode.push_back(c.form);
+    const Result json = Tool(decode, c.image);
+    ASSERT_EQ(json.status, 0) << json.err;
+    const Result encoded = Tool({"encode", "--hex"}, json.out);
+    EXPECT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_EQ(ToHex(Hex(encoded.out)), ToHex(Hex(c.image)));
+  }
+  // The reader keeps a logical as 0 or 1 and a repeated key once: those come back normalised.
+  EXPECT_EQ(
+      Tool({"encode", "--hex"}, Tool({"decode", "--hex", "--json"}, "02 00 00 00 07").out).out,
+      "02 00 00 00 01\n");
+  const Result note = Tool({"decode", "--hex"}, "02 00 00 00 07");
+  EXPECT_NE(note.out.find("logical true"), std::string::npos);
+  EXPECT_NE(note.out.find("differs from the image from offset 4"), std::string::npos);
+}
+
+TEST(ZoKelTool, ErrorsGiveStatusTwoWithFormAndOffset) {
+  struct Case {
+    std::vector<std::string> args;
+    const char* input;
+    const char* message;
+  };
+  const Case cases[] = {
+      {{"decode", "--hex"},
+       "07 30 00 00 02 00 00 00 01 00 00 00 05 00 00 00",
+       "compact value: value at offset 0 (array), element 1 at offset 12: unknown kind code "
+       "0x0005"},
+      {{"decode", "--hex"},
+       "0A 10 00 00 01 00 02 00 0C 10 00 00 01 00 00 00 01 00 00 00",
+       "(cell), its value at offset 8 (dictionary), entry 0 value at offset 20: the image ends "
+       "inside its type word"},
+      {{"decode", "--hex", "--full"},
+       "01 00 00 00 00",
+       "full value: value at offset 0: empty value"},
+      {{"decode", "--hex"}, "01 00 00 00 01", "1 byte follows the value, from offset 4"},
+      {{"decode", "--hex", "--sized"},
+       "05 00 00 00 02 00 00 00 01 05 00 00 00 05 00 00 00 01",
+       "record 1 at offset 9: value at offset 13: unknown kind code 0x0005"},
+      {{"decode", "--hex", "--sized"},
+       "05 00 00 00 02 00 00 00 01 09 00",
+       "record 1 at offset 9: the stream ends inside its size prefix"},
+      {{"decode", "--hex", "--sized"},
+       "09 00 00 00 02 00 00 00 01",
+       "record 0 at offset 0: size 9 runs past the end"},
+      {{"decode", "--hex"}, "02 0g", "hex input: 'g' at offset 4 is not a hex digit"},
+      {{"decode", "--hex", "--flexdata"},
+       "10 00 00 00 01 08 02 00 06 00 00 00 00 03 07 00",
+       "type element cluster at offset 4"},
+      {{"decode", "--hex", "--flexdata"},
+       "1C 00 00 00 01 08 02 00 06 00 00 00 00 03 06 00 00 00 00 09 07 00 00 00 05 00 00 00",
+       "AString data at offset 24"},
+      {{"decode", "--hex", "--flexdata"}, "06 00 00 00 01 00 FF", "1 byte follows the packet"},
+      {{"encode"}, "{\"kind\": \"array\", \"elements\": [", "JSON input: at offset 31"},
+      {{"encode"},
+       "{\"kind\":\"array\",\"elements\":[{\"kind\":\"pulse\"},{\"kind\":\"numeric\"}]}",
+       "value.elements[1]: missing member \"value\""},
+      {{"encode"},
+       "{\"form\":\"flexdata\",\"packet\":\"0A 00 00 00 00 03 07 00 00\"}",
+       "packet: packet at offset 0: size 10 runs past the end"},
+      {{"encode"}, "{\"kind\":\"unicode\",\"units\":[65536]}", "value.units: expected 16-bit"},
+      {{"format", "abc", "--as", "36"}, "", "\"abc\" is not a number, a duration or a date"},
+      {{"format", "1", "--as", "HH:MM:SSS"}, "", "unknown display format \"HH:MM:SSS\""},
+      {{"parse", "12/25/2024 x"}, "", "is not a number, duration, time of day, date"},
+      {{"now", "--digits", "4"}, "", "--digits must be a number from 0 to 3"},
+      {{"decode", "--bogus"}, "", "unknown option --bogus"},
+      {{"decode", "/nonexistent/image.bin"}, "", "cannot read /nonexistent/image.bin"},
+      {{"frobnicate"}, "", "unknown command"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.message);
+    const Result r = Tool(c.args, c.input);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+  }
+}
+
+// What decodes must also encode, and encode to bytes that decode to the same JSON; everything
+// else is refused with status 2. Never a crash or a hang.
+TEST(ZoKelTool, TruncatedAndDamagedInputIsRefusedCleanly) {
+  std::mt19937 random(20241225);
+  std::vector<std::pair<std::string, std::string>> inputs;  // form, bytes
+  for (const fs::path& p : Samples()) {
+    const std::string bytes = ReadFile(p), form = FormOf(p);
+    const std::size_t step = bytes.size() / 16 + 1;
+    for (std::size_t n = 0; n < bytes.size(); n += step)
+      inputs.emplace_back(form, bytes.substr(0, n));
+    for (int i = 0; i < 6; ++i) {
+      std::string damaged = bytes;
+      damaged[random() % damaged.size()] = static_cast<char>(random());
+      inputs.emplace_back(form, damaged);
+    }
+  }
+  for (const char* form : {"--compact-default", "--full", "--sized", "--flexdata"}) {
+    std::string noise(random() % 64, '\0');
+    for (char& c : noise) c = static_cast<char>(random() % 4 == 0 ? random() : random() % 20);
+    inputs.emplace_back(form, noise);
+  }
+  for (const auto& [form, bytes] : inputs) {
+    SCOPED_TRACE(form + " " + ToHex(Bytes(bytes.begin(), bytes.end())));
+    const Result json = Tool(DecodeArgs(form, {"--json"}), bytes);
+    ASSERT_TRUE(json.status == 0 || json.status == 2) << json.err;
+    if (json.status == 2) {
+      EXPECT_NE(json.err.find("offset"), std::string::npos) << json.err;
+      continue;
+    }
+    const Result encoded = Tool({"encode"}, json.out);
+    ASSERT_EQ(encoded.status, 0) << encoded.err;
+    EXPECT_EQ(Tool(DecodeArgs(form, {"--json"}), encoded.out).out, json.out);
+  }
+}
+
+TEST(ZoKelTool, FormatParseNowAndHelp) {
+  EXPECT_EQ(Tool({"format", "0.0625", "--as", "HH:MM:SS"}).out, "01:30:00\n");
+  EXPECT_EQ(Tool({"format", "255", "--as", "0x0000"}).out, "0x00FF\n");
+  EXPECT_EQ(Tool({"format", "2.5", "--as", "35"}).out, "60:00\n");
+  EXPECT_EQ(Tool({"format", "-1", "--as=57"}).out, "0xFFFFFFFF\n");
+  EXPECT_EQ(Tool({"format", "12/25/2024 10:30", "--as", "yyyy-mm-dd hh:mm"}).out,
+            "2024-12-25 10:30\n");
+  const Result overflow = Tool({"format", "3e9", "--as", "HH:MM:SS"});
+  EXPECT_EQ(overflow.status, 0);
+  EXPECT_EQ(overflow.out, "***************\n");
+  const std::string every = Tool({"format", "1.5"}).out;
+  EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 74);
+  EXPECT_NE(every.find(" 3  0.00                 1.50\n"), std::string::npos) << every;
+
+  const std::string date = Tool({"parse", "12/25/2024 10:30"}).out;
+  EXPECT_NE(date.find("2024-12-25 10:30:00.000, Wednesday, day 360 of 366"), std::string::npos)
+      << date;
+  EXPECT_NE(Tool({"parse", "25/12/2024", "--as", "dd/mm/yyyy"}).out.find("2024-12-25 00:00"),
+            std::string::npos);
+  EXPECT_NE(Tool({"parse", "1:30"}).out.find("duration        0.0010416666666666667 days (90 s)"),
+            std::string::npos);
+  EXPECT_NE(Tool({"parse", "Yes"}).out.find("logical         true"), std::string::npos);
+
+  const Result now = Tool({"now", "--utc", "--digits", "2"});
+  EXPECT_EQ(now.status, 0);
+  EXPECT_TRUE(std::regex_match(now.out, std::regex(R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d\d\n)")))
+      << now.out;
+
+  for (const char* command : {"decode", "encode", "format", "parse", "now"}) {
+    const Result help = Tool({command, "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.out.rfind(std::string("usage: zo-kel ") + command, 0), 0u) << help.out;
+  }
+}
+
+}  // namespace

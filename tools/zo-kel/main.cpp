@@ -1,0 +1,73 @@
+// zo-kel: shows the library's byte images as readable values and builds them back, and
+// exercises the display formats, the text scanners and the clock.
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "Commands.h"
+
+namespace {
+
+using zokel_tool::Command;
+
+const Command* const kCommands[] = {&zokel_tool::kDecodeCommand, &zokel_tool::kEncodeCommand,
+                                    &zokel_tool::kFormatCommand, &zokel_tool::kParseCommand,
+                                    &zokel_tool::kNowCommand};
+
+void PrintUsage(std::FILE* to) {
+  std::fputs(
+      "usage: zo-kel <command> [options] [arguments]\n"
+      "\n"
+      "commands:\n",
+      to);
+  for (const Command* c : kCommands) std::fprintf(to, "  %-8s %s\n", c->name, c->summary);
+  std::fputs(
+      "\n"
+      "`zo-kel <command> --help` describes a command. Errors exit with status 2.\n",
+      to);
+}
+
+int Run(const Command& command, int argc, char** argv) {
+  try {
+    zokel_tool::Args args(argc, argv, 2);
+    if (args.flag("--help")) {
+      std::fputs(command.help, stdout);
+      return 0;
+    }
+    return command.run(args);
+  } catch (const zokel_tool::ToolError& e) {
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "zo-kel %s: out of memory\n", command.name);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+  }
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Calendar text and character conversions follow the user's locale, as on an operator display.
+  std::setlocale(LC_ALL, "");
+  // Numbers in JSON, hex and typed-in values keep one syntax whatever the locale.
+  std::setlocale(LC_NUMERIC, "C");
+  if (argc < 2) {
+    PrintUsage(stderr);
+    return 2;
+  }
+  const char* name = argv[1];
+  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 ||
+      std::strcmp(name, "help") == 0) {
+    PrintUsage(stdout);
+    return 0;
+  }
+  for (const Command* c : kCommands) {
+    if (std::strcmp(name, c->name) == 0) return Run(*c, argc, argv);
+  }
+  std::fprintf(stderr, "zo-kel: unknown command \"%s\"\n", name);
+  PrintUsage(stderr);
+  return 2;
+}
