@@ -150,7 +150,8 @@ int RunParse(Args& args) {
   if (TextToNumber0(c, &typed, format)) {
     const char* how = isNumber ? "number" : isDuration ? "duration" : "date";
     row("typed-in value", true, ShowDouble(typed) + " (" + how + ")");
-    row("calendar", true, Calendar(typed));
+    // A duration is no point in time; a number and a date are day counts.
+    if (!isDuration || isNumber) row("calendar", true, Calendar(typed));
   } else if (!isLogical && !isTime) {
     throw ToolError(QuoteBytes(c, text.size()) +
                     " is not a number, duration, time of day, date or logical word");
