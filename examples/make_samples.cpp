@@ -60,6 +60,9 @@ VarData Texts() {
   texts.SetElement(2, VarData(bytes, sizeof bytes));
   texts.SetElement(3, VarData(2, 5, VarData("cell text")));
   texts.SetElement(4, zo::kel::RelTime(1.5, 0));
+  FlexData packet;
+  packet.setI32(7);
+  texts.SetElement(5, packet);
   return texts;
 }
 

@@ -1,6 +1,6 @@
 // The library's typical round trip: a number stored under a text key in a dictionary, sent as a
 // size-prefixed byte image, read back by the receiver, shown in a display format and flattened
-// into a TG cluster for the graphical environment. Each step prints what it made.
+// into a TG cluster. Each step prints what it made.
 #include <cstdio>
 #include <string>
 

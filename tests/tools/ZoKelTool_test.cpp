@@ -119,13 +119,14 @@ TEST(ZoKelTool, TreeShowsEveryElementAtItsOffset) {
                  "07 30 00 00 02 00 00 00 0A 10 00 00 01 00 02 00 05 10 00 00 02 00 00 00 "
                  "68 69 03 00 03 00 00 00 00 00 00 00 1C 40")
                 .out,
-            "compact value, 40 bytes\n"
+            "compact value, 38 bytes\n"
             "       0  array, 2 elements\n"
             "       8    [0] cell, row 1, column 2\n"
             "      16      value: ansi \"hi\" (2 bytes)\n"
             "      26    [1] numeric 7 (int32)\n");
-  EXPECT_EQ(Tool({"decode", "--hex", "--full"}, "07 30 00 00 02 00 00 00 0B 00 00 00 "
-                                                "00 00 00 00 00 00 00 00 02 00 00 00 01")
+  EXPECT_EQ(Tool({"decode", "--hex", "--full"},
+                 "07 30 00 00 02 00 00 00 0B 00 00 00 "
+                 "00 00 00 00 00 00 00 00 02 00 00 00 01")
                 .out,
             "full value, 25 bytes\n"
             "       0  array, 2 elements\n"
@@ -176,6 +177,8 @@ TEST(ZoKelTool, JsonKeepsEveryKindQualifierAndPayload) {
       {"", "0F 10 00 00 01 00 00 00 00 00 00 80 F1 11 64 E3 00 00 00 00"},
       {"", "10 10 00 00 00 00 00 00 00 00 00 00 FF FF FF FF FF FF FF FF"},
       {"", "12 10 00 00 02 00 00 00 04 00 21 00 01 00 00 00 01"},
+      {"", "13 10 00 00 00 00 00 00"},
+      {"", "07 30 00 00 01 00 00 00 13 10 00 00 0A 00 00 00 00 03 07 00 00 00"},
       {"--sized", "05 00 00 00 02 00 00 00 01 06 00 00 00 02 00 00 00 01 AA"},
   };
   for (const Case& c : cases) {
@@ -216,6 +219,9 @@ TEST(ZoKelTool, ErrorsGiveStatusTwoWithFormAndOffset) {
        "01 00 00 00 00",
        "full value: value at offset 0: empty value"},
       {{"decode", "--hex"}, "01 00 00 00 01", "1 byte follows the value, from offset 4"},
+      {{"decode", "--hex"},
+       "07 30 00 00 01 00 00 00 13 10 00 00 0A 00 00 00 00 03 07 00 00",
+       "element 0 at offset 8: packet value: packet at offset 12: size 10 runs past the end"},
       {{"decode", "--hex", "--sized"},
        "05 00 00 00 02 00 00 00 01 05 00 00 00 05 00 00 00 01",
        "record 1 at offset 9: value at offset 13: unknown kind code 0x0005"},
@@ -241,6 +247,9 @@ TEST(ZoKelTool, ErrorsGiveStatusTwoWithFormAndOffset) {
        "{\"form\":\"flexdata\",\"packet\":\"0A 00 00 00 00 03 07 00 00\"}",
        "packet: packet at offset 0: size 10 runs past the end"},
       {{"encode"}, "{\"kind\":\"unicode\",\"units\":[65536]}", "value.units: expected 16-bit"},
+      {{"encode"},
+       "{\"kind\":\"packet\",\"packet\":\"06 00 00 00 00 03\"}",
+       "value.packet: I32 data at offset 6"},
       {{"format", "abc", "--as", "36"}, "", "\"abc\" is not a number, a duration or a date"},
       {{"format", "1", "--as", "HH:MM:SSS"}, "", "unknown display format \"HH:MM:SSS\""},
       {{"parse", "12/25/2024 x"}, "", "is not a number, duration, time of day, date"},

@@ -5,7 +5,9 @@
 #include <new>
 
 #include "Bytes.h"
+#include "Cli.h"
 #include "Kinds.h"
+#include "PacketTree.h"
 #include "kel/Limits.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -105,6 +107,14 @@ class Locator {
     } catch (const std::bad_alloc&) {
       fail(path, what + ": out of memory");
     } catch (const std::exception& e) {
+      if (kind == VarData::kFlexData) {
+        try {  // the walker names the malformed element of the packet and its offset
+          WalkPacket(nullptr, p + 4, limit_, base_ + static_cast<std::uint64_t>(p + 4 - begin_), 0,
+                     "");
+        } catch (const ToolError& located) {
+          fail(path, what + ": " + located.what());
+        }
+      }
       if (kind == VarData::kTGVariant || kind == VarData::kFlexData) {
         fail(path, what + ": " + e.what());
       }

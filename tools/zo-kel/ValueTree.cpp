@@ -198,8 +198,10 @@ class TreeWriter {
       AppendLine(out_, at, indent, label + "packet, empty");
       return;
     }
+    // The type word's line first, so that every element of a value starts at its type word.
+    AppendLine(out_, at, indent, label + "FlexData packet");
     const zo::kel::FlexData& packet = flex->getFlexData();
-    WalkPacket(&out_, packet.data(), packet.data() + packet.size(), Advance(at, 4), indent, label);
+    WalkPacket(&out_, packet.data(), packet.data() + packet.size(), Advance(at, 4), indent + 1, "");
   }
 
   std::string& out_;

@@ -8,6 +8,7 @@
 
 #include "Cli.h"
 #include "Kinds.h"
+#include "PacketTree.h"
 #include "kel/Limits.h"
 #include "kel/time/AbsTime.h"
 
@@ -349,6 +350,11 @@ VarData GutsFromJson(const json& j, std::uint16_t kind, const std::string& path,
       const Bytes data = ParseHex(HexMember(j, "data", path), path + ".data");
       return VarData::tgvar(words.data(), static_cast<std::uint32_t>(words.size()), data.data(),
                             static_cast<std::uint32_t>(data.size()));
+    }
+    case VarData::kFlexData: {
+      CheckMembers(j, "kind packet", path);
+      const Bytes bytes = ParseHex(HexMember(j, "packet", path), path + ".packet");
+      return VarData(ReadPacketImage(bytes.data(), bytes.data() + bytes.size(), path + ".packet"));
     }
     default:
       throw ToolError(path + ": values of kind \"" + KindName(kind) + "\" cannot be built here");
