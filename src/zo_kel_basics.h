@@ -35,6 +35,7 @@
 
 #include "qmstatic/vardata/Guid.h"
 #include "qmstatic/vardata/IVarDataGuts.h"
+#include "qmstatic/tgvariant/TGVariant.h"
 #include "qmstatic/vardata/VarData.h"
 
 #include "qmdynamic/VarDataFlexData.h"

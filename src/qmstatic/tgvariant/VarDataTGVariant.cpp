@@ -3,6 +3,7 @@
 #include "kel/Vector.h"
 #include "kel/exception.h"
 #include "kel/little_endian.h"
+#include "qmstatic/tgvariant/TGVariant.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -26,18 +27,18 @@ class VarDataTGVariant final : public GutsObject<IVarDataTGVariant> {
     }
     return RefuseInterface(out);
   }
-  // Truth and number decode the pair; a pair that cannot be decoded is false and 0.0,
-  // deliberately without an error.
+  // Truth and number decode the pair without dictionaries; a pair that cannot be decoded is
+  // false and 0.0, deliberately without an error.
   operator bool() const override {
     try {
-      return static_cast<bool>(convertToNativeType());
+      return static_cast<bool>(decode(bry::kDictionaryNotConvertible));
     } catch (...) {
       return false;
     }
   }
   operator double() const override {
     try {
-      return static_cast<double>(convertToNativeType());
+      return static_cast<double>(decode(bry::kDictionaryNotConvertible));
     } catch (...) {
       return 0.0;
     }
@@ -66,19 +67,23 @@ class VarDataTGVariant final : public GutsObject<IVarDataTGVariant> {
     words_.serialize(cursor, limit);
     data_.serialize(cursor, limit);
   }
-  VarData convertToNativeType() const override;
+  // Dictionaries are read as variants, the form Convert_ writes them in, so that a value
+  // converted to a TG variant and back keeps its dictionaries.
+  VarData convertToNativeType() const override { return decode(bry::kDictionaryAsVariant); }
 
  private:
+  // The held pair read back (name discarded, strings narrow); the reader's errors propagate.
+  VarData decode(bry::DictionaryConversion mode) const {
+    zo::kel::AString name;
+    return bry::TGVariantToVarData(words_.begin(), words_.end(), data_.begin(), data_.end(), mode,
+                                   name, false);
+  }
+
   ~VarDataTGVariant() override = default;
 
   Vector<unsigned short> words_;
   Vector<unsigned char> data_;
 };
-
-VarData VarDataTGVariant::convertToNativeType() const {
-  // Decoding needs the TG variant reader.
-  throw zo::kel::exception::UnableToConvert(ZO_KEL_HERE);
-}
 
 }  // namespace
 

@@ -331,7 +331,11 @@ class ZO_KEL_API VarData {
   /// The same 32-bit value as operator unsigned int, on every platform.
   operator unsigned long() const;  // NOLINT(google-explicit-constructor)
   /// Changes the value in place to the given kind; never throws for a kind pair (allocation
-  /// failures propagate, leaving the value unchanged).
+  /// failures propagate, leaving the value unchanged). To and from the TG variant kind the
+  /// value goes through the TG variant codec (qmstatic/tgvariant/TGVariant.h) with dictionaries
+  /// as variants (bry::kDictionaryAsVariant); a value the codec cannot flatten becomes the empty
+  /// TG variant value, one it cannot read back an empty value, and a TG variant converted to a
+  /// TG variant stays as it is.
   void Convert_(std::uint16_t kind);
 
   // ---- Time values --------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <limits>
+#include <vector>
 
 #include "kel/StringBase.h"
 #include "kel/exception.h"
@@ -9,6 +10,7 @@
 #include "kel/time/AbsTime.h"
 #include "kel/time/TimeConversions.h"
 #include "qmstatic/text/NumberToText.h"
+#include "qmstatic/tgvariant/TGVariant.h"
 #include "qmstatic/vardata/VarData.h"
 
 namespace {
@@ -177,6 +179,26 @@ zo::kel::AbsTime AbsTimeOfInlineTime(const VarData& value) {
   return zo::kel::AbsTime(seconds);
 }
 
+// The value flattened into a TG variant, dictionaries as variants (they keep any text key and
+// nest freely). A value the codec cannot flatten becomes the empty TG variant value, so that the
+// conversion never throws for a kind pair.
+VarData FlattenedValue(const VarData& value) {
+  try {
+    const AString noName;
+    std::uint32_t wordCount = 0, byteCount = 0;
+    bry::VarDataToTGVariantLength(value, noName, bry::kDictionaryAsVariant, wordCount, byteCount);
+    std::vector<unsigned short> words(wordCount);
+    std::vector<unsigned char> data(byteCount);
+    bry::VarDataToTGVariant(value, noName, bry::kDictionaryAsVariant, words.data(),
+                            words.data() + wordCount, data.data(), data.data() + byteCount);
+    return VarData::tgvar(words.data(), wordCount, data.data(), byteCount);
+  } catch (const zo::kel::exception::Exception&) {
+    VarData empty;
+    empty.adoptGuts(VarData::kTGVariant, nullptr);
+    return empty;
+  }
+}
+
 }  // namespace
 
 std::int32_t VarData::Compare(const VarData& other) const {
@@ -277,6 +299,8 @@ void VarData::Convert_(std::uint16_t kind) {
   // A packet converted to a packet stays as it is, deliberately: going through its native value
   // would drop attributes and widen or lose what has no native kind.
   if (source == kFlexData && kind == kFlexData) return;
+  // So does a TG variant converted to a TG variant: its label and form stay as they came.
+  if (source == kTGVariant && kind == kTGVariant) return;
   if (source == kTGVariant || source == kFlexData) {
     // These kinds first become the value they stand for; one that cannot be decoded stands
     // for an empty value, so that the conversion still never throws.
@@ -336,6 +360,9 @@ void VarData::convertTo(std::uint16_t target) {
     case kRelTime:
       result =
           VarData(zo::kel::RelTime(nZOSS100::tSignedFixedPoint128(static_cast<double>(*this))));
+      break;
+    case kTGVariant:
+      result = FlattenedValue(*this);
       break;
     case kFlexData: {
       // A value the library cannot pack becomes an empty packet value, so that the conversion

@@ -1,0 +1,354 @@
+#include "qmstatic/tgvariant/TGVariant.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "kel/exception.h"
+#include "kel/time/AbsTime.h"
+#include "support/KelTest.h"
+
+namespace {
+
+using bry::DictionaryConversion;
+using zo::kel::AString;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+using Words = std::vector<unsigned short>;
+using Unable = zo::kel::exception::UnableToConvert;
+using Syntax = zo::kel::exception::SyntaxError;
+constexpr auto kCluster = bry::kDictionaryAsCluster;
+constexpr auto kVariant = bry::kDictionaryAsVariant;
+constexpr auto kNone = bry::kDictionaryNotConvertible;
+constexpr std::int32_t kSyntaxCode = static_cast<std::int32_t>(0x8ABC7004u);
+
+struct Flat {
+  Words words;
+  Bytes data;
+};
+
+// Flattens into buffers of exactly the reported sizes.
+Flat Flatten(const VarData& v, DictionaryConversion mode, const char* name = "") {
+  std::uint32_t nw = 0, nd = 0;
+  bry::VarDataToTGVariantLength(v, AString(name), mode, nw, nd);
+  Flat f{Words(nw), Bytes(nd)};
+  bry::VarDataToTGVariant(v, AString(name), mode, f.words.data(), f.words.data() + nw,
+                          f.data.data(), f.data.data() + nd);
+  return f;
+}
+
+VarData Read(const Words& w, const Bytes& d, DictionaryConversion mode, bool wide = false) {
+  AString name;
+  return bry::TGVariantToVarData(w.data(), w.data() + w.size(), d.data(), d.data() + d.size(), mode,
+                                 name, wide);
+}
+
+VarData Array(std::initializer_list<VarData> elements) {
+  VarData a;
+  std::uint32_t i = 0;
+  for (const VarData& e : elements) a.SetElement(i++, e);
+  return a;
+}
+
+VarData Dict(std::initializer_list<std::pair<VarData, VarData>> entries) {
+  VarData d = VarData::dict();
+  for (const auto& e : entries) d.setValue(e.first, e.second);
+  return d;
+}
+
+// Arrays nested `levels` deep around 1.5.
+VarData Nested(int levels) {
+  VarData v(1.5);
+  for (int i = 0; i < levels; ++i) v = Array({v});
+  return v;
+}
+
+TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
+  const zo::kel::AbsTime time(
+      nZOSS100::tSignedFixedPoint128::FromWords(0, 0x12345678, 1u << 31, 0));
+  const unsigned char raw[] = {0x00, 0xFF};
+  struct Case {
+    VarData value;
+    const char* name;
+    DictionaryConversion mode;
+    Words words;
+    const char* data;
+    VarData back;  // the value read back
+  } cases[] = {
+      {VarData(), "", kNone, {4, 0x0000}, "", VarData()},
+      {VarData(true), "x", kNone, {6, 0x4021, 0x0178}, "01", VarData(true)},
+      {VarData(false), "", kNone, {4, 0x21}, "00", VarData(false)},
+      {VarData(1.5), "ab", kNone, {8, 0x400A, 0x0261, 0x6200}, "3F F8 00 00 00 00 00 00", 1.5},
+      {VarData::num(-2, 1), "abc", kNone, {8, 0x4001, 0x0361, 0x6263}, "FE", VarData::num(-2, 1)},
+      {VarData::num(-3.9, 2), "", kNone, {4, 0x02}, "FF FD", VarData::num(-3, 2)},
+      {VarData::num(-2, 3), "", kNone, {4, 0x03}, "FF FF FF FE", VarData::num(-2, 3)},
+      {VarData::num(300, 4), "", kNone, {4, 0x05}, "FF", VarData::num(255, 4)},
+      {VarData::num(-1, 5), "", kNone, {4, 0x06}, "00 00", VarData::num(0, 5)},
+      {VarData::num(4e9, 6), "", kNone, {4, 0x07}, "EE 6B 28 00", VarData::num(4e9, 6)},
+      {VarData::num(NAN, 3), "", kNone, {4, 0x03}, "00 00 00 00", VarData::num(0, 3)},
+      {VarData::num(1.5, 7), "", kNone, {4, 0x09}, "3F C0 00 00", VarData::num(1.5, 7)},
+      {VarData::num(-1e300, 7), "", kNone, {4, 0x09}, "FF 80 00 00", VarData::num(-INFINITY, 7)},
+      {VarData::bitArray(0x12345678),
+       "",
+       kNone,
+       {4, 0x07},
+       "12 34 56 78",
+       VarData::num(0x12345678, 6)},
+      {VarData("ab"), "", kNone, {8, 0x30, 0xFFFF, 0xFFFF}, "00 00 00 02 61 62", VarData("ab")},
+      {VarData(L"ab"), "", kNone, {8, 0x30, 0xFFFF, 0xFFFF}, "00 00 00 02 61 62", VarData("ab")},
+      {VarData(raw, 2),
+       "",
+       kNone,
+       {8, 0x30, 0xFFFF, 0xFFFF},
+       "00 00 00 02 00 FF",
+       VarData(AString("\0\xFF", 2))},
+      {VarData(time),
+       "",
+       kNone,
+       {4, 0x54},
+       "00 00 00 00 12 34 56 78 80 00 00 00 00 00 00 00",
+       VarData(time)},
+      {Array({1.5, 2.5}),
+       "",
+       kNone,
+       {14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x0A},
+       "00 00 00 02 3F F8 00 00 00 00 00 00 40 04 00 00 00 00 00 00",
+       Array({1.5, 2.5})},
+      // Cluster elements in the exact order of their keys: "C" < "a" < "b".
+      {Dict({{"b", VarData::num(1, 4)}, {"C", VarData()}, {"a", true}}),
+       "",
+       kCluster,
+       {24, 0x50, 3, 6, 0x4000, 0x0143, 6, 0x4021, 0x0161, 6, 0x4005, 0x0162},
+       "01 01",
+       Dict({{"b", VarData::num(1, 4)}, {"C", VarData()}, {"a", true}})},
+      {Dict({{"k", 1.5}}),
+       "",
+       kVariant,
+       {4, 0x53},
+       "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 0A 3F F8 00 00 00 00 00 00 00 00 00 00",
+       Dict({{"k", 1.5}})},
+      {VarData::dict(), "", kVariant, {4, 0x53}, "00 04 00 00 00 00 00 00", VarData::dict()},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.data);
+    const Flat f = Flatten(c.value, c.mode, c.name);
+    EXPECT_EQ(c.words, f.words);
+    EXPECT_EQ(c.data, ToHex(f.data));
+    AString name;
+    const VarData back =
+        bry::TGVariantToVarData(f.words.data(), f.words.data() + f.words.size(), f.data.data(),
+                                f.data.data() + f.data.size(), c.mode, name, false);
+    EXPECT_EQ(c.back.getTypeWord(), back.getTypeWord());
+    EXPECT_EQ(0, c.back.Compare(back));
+    EXPECT_STREQ(c.name, name.c_str());
+  }
+}
+
+TEST(TGVariant, NestedValuesRoundTrip) {
+  const VarData inner = Dict(
+      {{"n", Array({VarData::num(7, 1), VarData::num(-7, 1)})}, {"s", "text"}, {"e", VarData()}});
+  const VarData outer = Dict({{"list", Array({inner, inner})}, {"x", Array({Array({"a", "bc"})})}});
+  for (DictionaryConversion mode : {kCluster, kVariant}) {
+    const Flat f = Flatten(outer, mode, "top");
+    AString name;
+    const VarData back =
+        bry::TGVariantToVarData(f.words.data(), f.words.data() + f.words.size(), f.data.data(),
+                                f.data.data() + f.data.size(), mode, name, false);
+    EXPECT_EQ(0, outer.Compare(back)) << mode;
+    EXPECT_STREQ("top", name.c_str());
+    // Wide reading makes strings and keys wide.
+    const VarData wide = Read(f.words, f.data, mode, true);
+    EXPECT_EQ(VarData::kUnicode, wide[L"x"].GetElement(0).GetElement(1).getKind());
+    EXPECT_EQ(L"bc",
+              std::wstring(wide[L"x"].GetElement(0).GetElement(1).getUnicodeString().c_str()));
+  }
+  // Arrays keep empty elements, trailing ones too; 256 levels are read back.
+  VarData empties;
+  empties.SetElement(1, VarData(1));
+  empties.SetElement(1, VarData());
+  const Flat e = Flatten(empties, kNone);
+  EXPECT_EQ(2u, Read(e.words, e.data, kNone).GetLength());
+  const Flat deep = Flatten(Nested(255), kNone);
+  EXPECT_EQ(0, Nested(255).Compare(Read(deep.words, deep.data, kNone)));
+  // Mode 2 carries what a cluster cannot: keys that differ per element, empty keys.
+  const VarData ragged = Array({Dict({{"a", 1}}), Dict({{"", 2}, {"b", Dict({})}})});
+  const Flat r = Flatten(ragged, kVariant);
+  EXPECT_EQ(0, ragged.Compare(Read(r.words, r.data, kVariant)));
+}
+
+TEST(TGVariant, WriterRefusesWhatCannotBeReadBack) {
+  const VarData cell(1, 2, VarData(3));
+  VarData nullArray, emptyArray;
+  nullArray.Convert_(VarData::kArray);
+  emptyArray.adoptGuts(VarData::kArray, NewVectorGuts());
+  struct Case {
+    VarData value;
+    DictionaryConversion mode;
+    std::string name;
+  } cases[] = {
+      {nullArray, kNone, ""},
+      {emptyArray, kNone, ""},
+      {Array({1.5, true}), kNone, ""},
+      {Array({VarData::num(1, 1), VarData::num(1, 2)}), kNone, ""},
+      {Array({Dict({{"a", 1}}), Dict({{"b", 1}})}), kCluster, ""},
+      {Dict({}), kNone, ""},
+      {Dict({{"", 1}}), kCluster, ""},
+      {Dict({{1, 1}}), kCluster, ""},
+      {Dict({{1, 1}}), kVariant, ""},
+      {Dict({{"a", 1}, {L"A", 2}}), kVariant, ""},
+      {Dict({{"a", 1}, {L"a", 2}}), kCluster, ""},
+      {VarData::num(1, 9), kNone, ""},
+      {VarData::pulse(), kNone, ""},
+      {VarData(zo::kel::RelTime(nZOSS100::tSignedFixedPoint128(1))), kNone, ""},
+      {cell, kNone, ""},
+      {VarData(1.5), kNone, std::string(256, 'n')},
+      {Nested(256), kNone, ""},
+  };
+  for (const Case& c : cases) {
+    std::uint32_t nw = 7, nd = 9;
+    EXPECT_KEL_THROW(
+        bry::VarDataToTGVariantLength(c.value, AString(c.name.c_str()), c.mode, nw, nd), Unable, -1,
+        "Unable to convert.");
+    EXPECT_EQ(7u, nw);
+    EXPECT_EQ(9u, nd);
+  }
+  // Buffers one word or one byte short overflow without writing past them.
+  Words w(4, 0xAAAA);
+  Bytes d(9, 0xAA);
+  EXPECT_KEL_THROW(bry::VarDataToTGVariant(1.5, AString(), kNone, w.data(), w.data() + 1, d.data(),
+                                           d.data() + 8),
+                   zo::kel::exception::BufferOverflow, 0x8ABC7017u, "Buffer overflowed");
+  EXPECT_KEL_THROW(bry::VarDataToTGVariant(1.5, AString(), kNone, w.data(), w.data() + 2, d.data(),
+                                           d.data() + 7),
+                   zo::kel::exception::BufferOverflow, 0x8ABC7017u, "Buffer overflowed");
+  EXPECT_EQ(0xAAAA, w[2]);
+  EXPECT_EQ(0xAA, d[7]);
+}
+
+Words NestedArrayWords(int arrays) {
+  Words w = {4, 0x00};
+  for (int i = 0; i < arrays; ++i) {
+    Words outer = {static_cast<unsigned short>(2 * (w.size() + 5)), 0x40, 1, 0xFFFF, 0xFFFF};
+    outer.insert(outer.end(), w.begin(), w.end());
+    w.swap(outer);
+  }
+  return w;
+}
+
+TEST(TGVariant, ReaderRefusesMalformedPairs) {
+  struct Case {
+    Words words;
+    const char* data;
+    DictionaryConversion mode;
+    const char* syntax;  // SyntaxError text, or null for UnableToConvert
+  } cases[] = {
+      {{4, 0x55}, "", kNone, nullptr},
+      {{4, 0x04}, "", kNone, nullptr},
+      {{4, 0x4FF}, "", kNone, nullptr},
+      {{14, 0x40, 2, 0xFFFF, 0xFFFF, 4, 0x0A}, "00 00 00 00", kNone, nullptr},
+      {{8, 0x30, 0xFFFF, 0x0000}, "00 00 00 00", kNone, nullptr},
+      {{6, 0x50, 0}, "", kNone, nullptr},
+      {{6, 0x50, 0}, "", kVariant, nullptr},
+      {{4, 0x53}, "00 04 00 00 00 00 00 00", kCluster, nullptr},
+      {{10, 0x50, 1, 4, 0x21}, "01", kCluster, nullptr},
+      {{18, 0x50, 2, 6, 0x4021, 0x0161, 6, 0x4021, 0x0141}, "01 00", kCluster, nullptr},
+      {{4, 0x53}, "00 04 00 21 01 00 00 00 00", kVariant, nullptr},
+      {{4, 0x53},
+       "00 04 00 21 01 00 00 00 01 00 00 00 00 00 04 00 00 00 00 00 00",
+       kVariant,
+       nullptr},
+      {{}, "", kNone, "SyntaxError: descriptor ends inside a type"},
+      {{2}, "", kNone, "SyntaxError: descriptor ends inside a type"},
+      {{8, 0x21}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {{4, 0x4021}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {{6, 0x4021, 0x0561}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {{1, 0x21}, "01", kNone, "SyntaxError: descriptor length below 2"},
+      {{5, 0x21, 0}, "01", kNone, "SyntaxError: descriptor length is odd"},
+      {{6, 0x21, 0}, "01", kNone, "SyntaxError: descriptor length does not match its words"},
+      {{4, 0x21, 0}, "01", kNone, "SyntaxError: words follow the descriptor"},
+      {{4, 0x21}, "", kNone, "SyntaxError: data ends inside a value"},
+      {{4, 0x21}, "01 02", kNone, "SyntaxError: bytes follow the data"},
+      {{8, 0x30, 0xFFFF, 0xFFFF},
+       "00 00 00 03 61 62",
+       kNone,
+       "SyntaxError: data ends inside a value"},
+      // A huge count is refused before anything is built.
+      {{14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x0A},
+       "FF FF FF FF",
+       kNone,
+       "SyntaxError: data ends inside a value"},
+      {{14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x00},
+       "00 10 00 01",
+       kNone,
+       "SyntaxError: too many elements without data"},
+      // Each element of clusters of two voids builds three values: 2^19 of them are too many.
+      {{28, 0x40, 1, 0xFFFF, 0xFFFF, 18, 0x50, 2, 6, 0x4000, 0x0161, 6, 0x4000, 0x0162},
+       "00 08 00 00",
+       kCluster,
+       "SyntaxError: too many elements without data"},
+      {{4, 0x53}, "00 03 00 00 00 00 00 00", kVariant, "SyntaxError: descriptor length is odd"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.words));
+    if (c.syntax == nullptr) {
+      EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Unable, -1, "Unable to convert.");
+    } else {
+      EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
+    }
+  }
+  // Nesting: 255 arrays around a void read, 256 do not; nor do variants nested in attributes.
+  std::string counts;
+  for (int i = 0; i < 256; ++i) counts += "00 00 00 01 ";
+  EXPECT_EQ(VarData::kArray, Read(NestedArrayWords(255), Hex(counts.substr(12)), kNone).getKind());
+  EXPECT_KEL_THROW(Read(NestedArrayWords(256), Hex(counts), kNone), Syntax, kSyntaxCode,
+                   "SyntaxError: nesting deeper than 256 levels");
+  std::string chain;
+  for (int i = 0; i < 300; ++i) chain += "00 04 00 00 00 00 00 01 00 00 00 00 ";
+  EXPECT_KEL_THROW(Read({4, 0x53}, Hex(chain), kVariant), Syntax, kSyntaxCode,
+                   "SyntaxError: nesting deeper than 256 levels");
+  AString name("kept");
+  const Words bad = {1};
+  EXPECT_THROW(
+      bry::TGVariantToVarData(bad.data(), bad.data() + 1, nullptr, nullptr, kNone, name, false),
+      Syntax);
+  EXPECT_STREQ("kept", name.c_str());
+}
+
+TEST(TGVariant, GutsAndConvertUseTheCodec) {
+  const unsigned short named[] = {6, 0x4021, 0x0178};
+  const unsigned char one[] = {1};
+  const VarData t = VarData::tgvar(named, 3u, one, 1u);
+  EXPECT_TRUE(static_cast<bool>(t));
+  EXPECT_EQ(1.0, static_cast<double>(t));
+  // Truth and number read without dictionaries; conversions read them as variants.
+  const VarData source = Dict({{"k", 2.5}});
+  VarData v = source;
+  v.Convert_(VarData::kTGVariant);
+  const unsigned short* w = nullptr;
+  const unsigned char* d = nullptr;
+  std::uint32_t nw = 0, nd = 0;
+  v.getTGVariant(w, nw, d, nd);
+  EXPECT_EQ((Words{4, 0x53}), Words(w, w + nw));
+  EXPECT_FALSE(static_cast<bool>(v));
+  v.Convert_(VarData::kDictionary);
+  EXPECT_EQ(0, source.Compare(v));
+
+  VarData number(2.5);
+  number.Convert_(VarData::kTGVariant);
+  number.Convert_(VarData::kAnsi);
+  EXPECT_STREQ("2.5", number.getAnsiString().c_str());
+  VarData kept = t;
+  kept.Convert_(VarData::kTGVariant);
+  EXPECT_EQ(t.getGuts(), kept.getGuts());
+  // What cannot be flattened becomes the empty TG variant value.
+  VarData pulse = VarData::pulse();
+  pulse.Convert_(VarData::kTGVariant);
+  EXPECT_EQ(VarData::kTGVariant, pulse.getKind());
+  EXPECT_EQ(nullptr, pulse.getGuts());
+}
+
+}  // namespace
