@@ -19,6 +19,7 @@ using zo::kel::exception::UnableToConvert;
 
 constexpr char kDescriptorEnds[] = "descriptor ends inside a type";
 constexpr char kDataEnds[] = "data ends inside a value";
+constexpr char kTooManyEmpty[] = "too many elements without data";
 
 // One type of a parsed descriptor. Nodes are stored in pre-order, so a node's subtree is the run
 // [index, subtreeEnd) and its first child is index + 1.
@@ -194,6 +195,10 @@ class Reader {
     const std::uint64_t high = u32();
     return (high << 32) | u32();
   }
+  AString bytesText() {
+    const std::uint32_t n = u32();
+    return n == 0 ? AString() : AString(reinterpret_cast<const char*>(take(n)), n);
+  }
   VarData text(const AString& s) const { return wide_ ? VarData(WString(s)) : VarData(s); }
   VarData readArray(const TypeTree& tree, std::uint32_t index, std::uint32_t depth);
   VarData readCluster(const TypeTree& tree, std::uint32_t index, std::uint32_t depth);
@@ -207,6 +212,10 @@ class Reader {
 };
 
 VarData Reader::read(const TypeTree& tree, std::uint32_t index, std::uint32_t depth) {
+  // Values of types without data cost no input, wherever they stand: their number is bounded.
+  if (tree.nodes[index].minData == 0 && ++dataless_ > zo::kel::kMaxEmptyElements) {
+    throw SyntaxError(ZO_KEL_HERE, kTooManyEmpty);
+  }
   switch (tree.nodes[index].code) {
     case kTGVoid:
       return VarData();
@@ -236,10 +245,8 @@ VarData Reader::read(const TypeTree& tree, std::uint32_t index, std::uint32_t de
     }
     case kTGBoolean:
       return VarData(*take(1) != 0);
-    case kTGString: {
-      const std::uint32_t n = u32();
-      return text(AString(reinterpret_cast<const char*>(take(n)), n));
-    }
+    case kTGString:
+      return text(bytesText());
     case kTGTimestamp: {
       std::uint32_t w[4];
       for (std::uint32_t& word : w) word = u32();
@@ -267,12 +274,10 @@ VarData Reader::readArray(const TypeTree& tree, std::uint32_t index, std::uint32
     if (n > static_cast<std::size_t>(end_ - pos_) / type.minData) {
       throw SyntaxError(ZO_KEL_HERE, kDataEnds);
     }
-  } else {
-    // Elements without data cost no input: count what they would build before building it.
-    dataless_ += std::uint64_t{n} * (type.subtreeEnd - element);
-    if (dataless_ > zo::kel::kMaxEmptyElements) {
-      throw SyntaxError(ZO_KEL_HERE, "too many elements without data");
-    }
+  } else if (dataless_ + std::uint64_t{n} * (type.subtreeEnd - element) >
+             zo::kel::kMaxEmptyElements) {
+    // Refused before anything is reserved; read() counts them as they are built.
+    throw SyntaxError(ZO_KEL_HERE, kTooManyEmpty);
   }
   VarData array;
   array.adoptGuts(VarData::kArray, NewVectorGuts());
@@ -309,8 +314,8 @@ VarData Reader::readVariantBody(std::uint32_t depth) {
   pos_ = start;
   if (length < 2) throw SyntaxError(ZO_KEL_HERE, "descriptor length below 2");
   if (length % 2 != 0) throw SyntaxError(ZO_KEL_HERE, "descriptor length is odd");
-  std::vector<std::uint16_t> words(length / 2);
   take(length);
+  std::vector<std::uint16_t> words(length / 2);
   for (std::size_t i = 0; i < words.size(); ++i) {
     words[i] = static_cast<std::uint16_t>((start[2 * i] << 8) | start[2 * i + 1]);
   }
@@ -326,8 +331,7 @@ VarData Reader::readVariantBody(std::uint32_t depth) {
   if (value.getKind() != VarData::kEmpty) throw UnableToConvert(ZO_KEL_HERE);
   VarData dict = VarData::dict();
   for (std::uint32_t i = 0; i < count; ++i) {
-    const std::uint32_t n = u32();
-    const VarData key = text(AString(reinterpret_cast<const char*>(take(n)), n));
+    const VarData key = text(bytesText());
     VarData entry = readVariantBody(depth + 1);
     if (dict.hasKey(key)) throw UnableToConvert(ZO_KEL_HERE);
     dict.setValue(key, entry);

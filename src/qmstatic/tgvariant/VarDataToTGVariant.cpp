@@ -306,6 +306,7 @@ void Writer::writeData(const VarData& value, DataSink& sink, std::uint32_t depth
       {
         // The variant body of a dictionary: an empty nested value, then the entries as
         // attributes.
+        CheckDepth(depth + 1);  // the reader's level of the body
         const std::vector<Entry> entries = Entries(value);
         sink.putU16(4);
         sink.putU16(kTGVoid);

@@ -60,9 +60,8 @@ VarData Dict(std::initializer_list<std::pair<VarData, VarData>> entries) {
   return d;
 }
 
-// Arrays nested `levels` deep around 1.5.
-VarData Nested(int levels) {
-  VarData v(1.5);
+// Arrays nested `levels` deep around `v`.
+VarData Nested(int levels, VarData v = 1.5) {
   for (int i = 0; i < levels; ++i) v = Array({v});
   return v;
 }
@@ -207,6 +206,7 @@ TEST(TGVariant, WriterRefusesWhatCannotBeReadBack) {
       {cell, kNone, ""},
       {VarData(1.5), kNone, std::string(256, 'n')},
       {Nested(256), kNone, ""},
+      {Nested(255, VarData::dict()), kVariant, ""},
   };
   for (const Case& c : cases) {
     std::uint32_t nw = 7, nd = 9;
@@ -300,6 +300,14 @@ TEST(TGVariant, ReaderRefusesMalformedPairs) {
       EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
     }
   }
+  // Voids beside data count too: 8193 elements of 128 voids and one byte are too many.
+  Words voids = {790, 0x40, 1, 0xFFFF, 0xFFFF, 780, 0x50, 129, 6, 0x4005, 0x017E};
+  for (int i = 0; i < 128; ++i)
+    voids.insert(voids.end(), {6, 0x4000, static_cast<unsigned short>(0x0180 | i)});
+  Bytes data = Hex("00 00 20 01");
+  data.resize(4 + 8193);
+  EXPECT_KEL_THROW(Read(voids, data, kCluster), Syntax, kSyntaxCode,
+                   "SyntaxError: too many elements without data");
   // Nesting: 255 arrays around a void read, 256 do not; nor do variants nested in attributes.
   std::string counts;
   for (int i = 0; i < 256; ++i) counts += "00 00 00 01 ";
