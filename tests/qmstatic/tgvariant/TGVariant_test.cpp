@@ -300,14 +300,15 @@ TEST(TGVariant, ReaderRefusesMalformedPairs) {
       EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
     }
   }
-  // Voids beside data count too: 8193 elements of 128 voids and one byte are too many.
-  Words voids = {790, 0x40, 1, 0xFFFF, 0xFFFF, 780, 0x50, 129, 6, 0x4005, 0x017E};
-  for (int i = 0; i < 128; ++i)
+  // Voids beside data count too: {a: 1048500 voids, b: 5 clusters of 128 voids and a byte}.
+  Words voids = {814, 0x50,   2, 16,     0x4040, 1,   0xFFFF, 0xFFFF, 4, 0x00,   0x0161,
+                 792, 0x4040, 1, 0xFFFF, 0xFFFF, 780, 0x50,   129,    6, 0x4005, 0x017E};
+  for (int i = 0; i < 128; ++i) {
     voids.insert(voids.end(), {6, 0x4000, static_cast<unsigned short>(0x0180 | i)});
-  Bytes data = Hex("00 00 20 01");
-  data.resize(4 + 8193);
-  EXPECT_KEL_THROW(Read(voids, data, kCluster), Syntax, kSyntaxCode,
-                   "SyntaxError: too many elements without data");
+  }
+  voids.push_back(0x0162);
+  EXPECT_KEL_THROW(Read(voids, Hex("00 0F FF B4 00 00 00 05 00 00 00 00 00"), kCluster), Syntax,
+                   kSyntaxCode, "SyntaxError: too many elements without data");
   // Nesting: 255 arrays around a void read, 256 do not; nor do variants nested in attributes.
   std::string counts;
   for (int i = 0; i < 256; ++i) counts += "00 00 00 01 ";
