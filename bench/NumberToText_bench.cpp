@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "qmstatic/text/DisplayFormat_impl.h"
 #include "qmstatic/text/NumberToText.h"
 #include "qmstatic/text/TextScanner.h"
 
@@ -82,6 +83,48 @@ NUMBER_FORMAT_PAIR(Fixed2, 3, "%0.2f");
 NUMBER_FORMAT_PAIR(Fixed8, 9, "%0.8f");
 NUMBER_FORMAT_PAIR(Scientific2, 12, "%0.2E");
 NUMBER_FORMAT_PAIR(ZeroPadded5, 22, "%05.0f");
+
+// Every plain-number format (0 to 25) in turn on each value: ours against snprintf with the
+// format's printf text.
+constexpr unsigned kNumberFormats = 26;
+
+void BM_NumberToText0_AllNumberFormats(benchmark::State& state) {
+  const std::vector<double>& values = Numbers();
+  char buf[MAX_TEXT_DOUBLE];
+  std::size_t i = 0;
+  for (auto _ : state) {
+    const double v = values[i++ & (kValues - 1)];
+    for (unsigned f = 0; f < kNumberFormats; ++f) {
+      benchmark::DoNotOptimize(NumberToText0(v, f, buf, sizeof buf));
+    }
+    benchmark::ClobberMemory();
+  }
+  char expected[MAX_TEXT_DOUBLE];
+  for (unsigned f = 0; f < kNumberFormats; ++f) {
+    std::snprintf(expected, sizeof expected, zo::kel::detail::kDisplayFormats[f].printfText,
+                  values[f]);
+    NumberToText0(values[f], f, buf, sizeof buf);
+    CheckSame(state, buf, expected);
+  }
+  state.SetItemsProcessed(state.iterations() * kNumberFormats);
+}
+BENCHMARK(BM_NumberToText0_AllNumberFormats);
+
+void BM_snprintf_AllNumberFormats(benchmark::State& state) {
+  const std::vector<double>& values = Numbers();
+  char buf[MAX_TEXT_DOUBLE];
+  std::size_t i = 0;
+  for (auto _ : state) {
+    const double v = values[i++ & (kValues - 1)];
+    for (unsigned f = 0; f < kNumberFormats; ++f) {
+      benchmark::DoNotOptimize(
+          std::snprintf(buf, sizeof buf, zo::kel::detail::kDisplayFormats[f].printfText, v));
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kNumberFormats);
+}
+BENCHMARK(BM_snprintf_AllNumberFormats);
 
 // Ours on day counts in a clock or calendar format, checked once against a known text.
 void DayCountLoop(benchmark::State& state, const std::vector<double>& values, unsigned format,
