@@ -103,10 +103,20 @@ inline std::uint32_t ScalarValueSize(std::uint16_t kind, bool compact) noexcept 
   }
 }
 
-// Bytes of an element of an array or dictionary, with the scalar kinds sized inline.
+// Characters of narrow text; null guts are the empty text.
+inline std::uint32_t AnsiLength(const VarData& v) {
+  const auto* text = GutsAs<IVarDataAnsi>(v);
+  return text == nullptr ? 0 : text->GetLength();
+}
+
+// Bytes of an element of an array or dictionary, with the scalar kinds and narrow text (the
+// usual keys and the bulk of text arrays) sized inline.
 inline std::uint64_t ElementSize(const VarData& v, bool compact) {
-  const std::uint32_t scalar = ScalarValueSize(v.getKind(), compact);
-  return scalar != 0 ? scalar : ValueSize(v, compact);
+  const std::uint16_t kind = v.getKind();
+  const std::uint32_t scalar = ScalarValueSize(kind, compact);
+  if (scalar != 0) return scalar;
+  if (kind == VarData::kAnsi) return 8 + static_cast<std::uint64_t>(AnsiLength(v));
+  return ValueSize(v, compact);
 }
 
 // Payload bytes of one value, in 64 bits so that sums over huge values cannot wrap.
@@ -121,10 +131,8 @@ std::uint64_t PayloadSize(const VarData& v, bool compact) {
       return 8;
     case VarData::kVoidPointer:
       return compact ? 4 : 8;
-    case VarData::kAnsi: {
-      const auto* text = GutsAs<IVarDataAnsi>(v);
-      return 4 + (text == nullptr ? 0 : text->GetLength());
-    }
+    case VarData::kAnsi:
+      return 4 + static_cast<std::uint64_t>(AnsiLength(v));
     case VarData::kUnicode: {
       const auto* text = GutsAs<IVarDataUnicode>(v);
       return 4 + 2 * static_cast<std::uint64_t>(text == nullptr ? 0 : text->GetLength());
@@ -172,10 +180,13 @@ std::uint64_t PayloadSize(const VarData& v, bool compact) {
         const VarData* element = elements.data();
         const VarData* const end = element + elements.size();
         while (element != end) {
-          const VarData* run = EndOfImageRun(element, end);
-          size += 12 * static_cast<std::uint64_t>(run - element);
-          if (run != end) size += ElementSize(*run++, compact);
-          element = run;
+          if (IsImageInMemory(element->getKind())) {
+            const VarData* run = EndOfImageRun(element, end);
+            size += 12 * static_cast<std::uint64_t>(run - element);
+            element = run;
+          } else {
+            size += ElementSize(*element++, compact);
+          }
         }
       }
       return size;
@@ -196,7 +207,13 @@ std::uint32_t Saturate(std::uint64_t size) {
 class Writer {
  public:
   Writer(unsigned char*& pos, const unsigned char* limit, bool compact)
-      : pos_(pos), limit_(limit), compact_(compact) {}
+      : out_(pos), pos_(pos), limit_(limit), compact_(compact) {}
+
+  // Writes the value and advances the caller's cursor past it (not at all after a failure).
+  void write(const VarData& v) {
+    value(v);
+    out_ = pos_;
+  }
 
   // Numbers, times and identifiers, the bulk of large arrays, are written with one room check.
   void value(const VarData& v) {
@@ -208,6 +225,10 @@ class Writer {
       std::memcpy(pos_, &type, 4);
       std::memcpy(pos_ + 4, &payload, 8);
       pos_ = next;
+      return;
+    }
+    if (kind == VarData::kAnsi) {
+      text(GutsAs<IVarDataAnsi>(v));
       return;
     }
     other(v, kind);
@@ -306,6 +327,45 @@ class Writer {
     if (n != 0) bytes(text->GetData(), n);
   }
 
+  // A whole narrow text value (type word, length, characters) with one room check: keys and
+  // text arrays are made of these.
+  void text(const IVarDataAnsi* text) {
+    const std::uint32_t n = text == nullptr ? 0 : text->GetLength();
+    const std::size_t size = n <= kMaxSize - 8 ? std::size_t{n} + 8 : ~std::size_t{0};
+    unsigned char* next = CheckSerializationSize(size, pos_, limit_);
+    const std::uint32_t header[2] = {
+        zo::kel::little_endian::ToLittleEndian<std::uint32_t>(VarData::kAnsi),
+        zo::kel::little_endian::ToLittleEndian(n)};
+    std::memcpy(pos_, header, 8);
+    if (n != 0) CopyText(pos_ + 8, text->GetData(), n);
+    pos_ = next;
+  }
+
+  // Copies n bytes. Texts are mostly short: up to 16 bytes are copied as two overlapping words
+  // inline instead of through a library call.
+  static void CopyText(unsigned char* to, const char* from, std::uint32_t n) {
+    if (n >= 8 && n <= 16) {
+      CopyTwoWords<std::uint64_t>(to, from, n);
+    } else if (n >= 4 && n < 8) {
+      CopyTwoWords<std::uint32_t>(to, from, n);
+    } else if (n < 4) {
+      for (std::uint32_t i = 0; i < n; ++i) to[i] = static_cast<unsigned char>(from[i]);
+    } else {
+      std::memcpy(to, from, n);
+    }
+  }
+
+  // The first and the last sizeof(Word) bytes, which together cover n (sizeof(Word) <= n <=
+  // 2 * sizeof(Word)).
+  template <class Word>
+  static void CopyTwoWords(unsigned char* to, const char* from, std::uint32_t n) {
+    Word first, last;
+    std::memcpy(&first, from, sizeof first);
+    std::memcpy(&last, from + n - sizeof last, sizeof last);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + n - sizeof last, &last, sizeof last);
+  }
+
   // Wide text travels as UCS-2: each character's low 16 bits, deliberately (characters above
   // U+FFFF lose their upper bits).
   void unicode(const IVarDataUnicode* text) {
@@ -373,21 +433,24 @@ class Writer {
     const VarData* element = elements.data();
     const VarData* const end = element + elements.size();
     while (element != end) {
+      if (!IsImageInMemory(element->getKind())) {
+        value(*element++);
+        continue;
+      }
       // A run of numbers, times and identifiers is copied as it lies in memory: the handle's
       // three words are those values' serialized form, type word first, little-endian.
       // Runs are taken a few kilobytes at a time, so that the copy finds them still in cache.
       const VarData* run =
           EndOfImageRun(element, end - element > kRunChunk ? element + kRunChunk : end);
-      if (run != element) {
-        bytes(element, static_cast<std::uint32_t>(sizeof(VarData) * (run - element)));
-        element = run;
-      } else {
-        value(*element++);
-      }
+      bytes(element, static_cast<std::uint32_t>(sizeof(VarData) * (run - element)));
+      element = run;
     }
   }
 
-  unsigned char*& pos_;
+  // The cursor is kept by value while writing, so that stores of output bytes do not force
+  // the compiler to reload it; write() hands it back.
+  unsigned char*& out_;
+  unsigned char* pos_;
   const unsigned char* limit_;
   bool compact_;
 };
@@ -541,7 +604,12 @@ class Reader {
     for (std::uint32_t i = 0; i < n; ++i) {
       VarData key = value(depth + 1);
       VarData item = value(depth + 1);
-      // Pairs arrive in key order from the library's writers, so the end is the usual place.
+      // Pairs arrive in key order from the library's writers: one comparison with the last key
+      // places them at the end, instead of a search from the root for every pair.
+      if (pairs.empty() || key.Compare(pairs.rbegin()->first) > 0) {
+        pairs.emplace_hint(pairs.end(), std::move(key), std::move(item));
+        continue;
+      }
       // A key equal to one already read (keys equal but for case) keeps the first key and takes
       // the later value, as inserting pair by pair does.
       auto at = pairs.lower_bound(key);
@@ -638,7 +706,7 @@ void VarData::serializeImpl(unsigned char*& cursor, const unsigned char* limit,
   CheckSerializationSize(size > kMaxSize ? ~std::size_t{0} : static_cast<std::size_t>(size), cursor,
                          limit);
   unsigned char* pos = cursor;
-  Writer(pos, limit, compact).value(*this);
+  Writer(pos, limit, compact).write(*this);
   cursor = pos;
 }
 
@@ -658,7 +726,7 @@ void VarData::SerializeWithoutSize(zo::kel::AutoBuffer& buffer, bool compact) co
   try {
     // The room was made for exactly this size: write without sizing the value again.
     unsigned char* cursor = buffer.Data() + old;
-    Writer(cursor, buffer.Data() + buffer.Len(), compact).value(*this);
+    Writer(cursor, buffer.Data() + buffer.Len(), compact).write(*this);
   } catch (...) {
     buffer.UnAppend(buffer.Len() - old);
     throw;
@@ -699,7 +767,7 @@ void VarData::SerializeWithSize(zo::kel::AutoBuffer& buffer) const {
     unsigned char* cursor = buffer.Data() + old;
     const unsigned char* limit = buffer.Data() + buffer.Len();
     SerializeRaw<std::uint32_t>(static_cast<std::uint32_t>(size - 4), cursor, limit);
-    Writer(cursor, limit, true).value(*this);
+    Writer(cursor, limit, true).write(*this);
   } catch (...) {
     buffer.UnAppend(buffer.Len() - old);
     throw;

@@ -162,6 +162,36 @@ TEST(Serialization, ReadersNormalise) {
   EXPECT_EQ(VarData("a"), dict.begin().key());
   EXPECT_STREQ("a", dict.begin().key().getIAnsi()->GetData());
   EXPECT_EQ(VarData(true), dict.getValue("A"));
+  // Pairs out of key order are put in order.
+  const VarData unordered = Read(Hex("0C 10 00 00 02 00 00 00 05 10 00 00 01 00 00 00 62 02 00 00 "
+                                     "00 01 05 10 00 00 01 00 00 00 61 02 00 00 00 00"),
+                                 true);
+  EXPECT_EQ(2u, unordered.size());
+  EXPECT_EQ(VarData("a"), unordered.begin().key());
+  EXPECT_EQ(VarData(true), unordered.getValue("b"));
+}
+
+TEST(Serialization, TextsOfEveryShortLengthKeepTheirBytes) {
+  const std::string letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmn";
+  for (std::size_t n = 0; n <= letters.size(); ++n) {
+    Bytes text = Hex("05 10 00 00");
+    text.push_back(static_cast<unsigned char>(n));
+    text.insert(text.end(), 3, 0);
+    text.insert(text.end(), letters.begin(), letters.begin() + n);
+    // Alone, and in an array between two numbers.
+    Bytes array = Hex("07 30 00 00 03 00 00 00 03 00 00 00 00 00 00 00 00 00 F0 3F");
+    array.insert(array.end(), text.begin(), text.end());
+    const Bytes two = Hex("03 00 00 00 00 00 00 00 00 00 00 40");
+    array.insert(array.end(), two.begin(), two.end());
+    const VarData value(letters.substr(0, n).c_str());
+    VarData values;
+    values.SetElement(0, VarData(1.0));
+    values.SetElement(1, value);
+    values.SetElement(2, VarData(2.0));
+    EXPECT_EQ(ToHex(text.data(), text.size()), Image(value, true)) << n;
+    EXPECT_EQ(ToHex(array.data(), array.size()), Image(values, false)) << n;
+    EXPECT_EQ(values, Read(array, true)) << n;
+  }
 }
 
 TEST(Serialization, UnknownKindsAreWrittenEmptyAndRefusedOnReading) {
