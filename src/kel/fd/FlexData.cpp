@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "kel/BufferWrapper.h"
 #include "kel/exception.h"
@@ -408,14 +409,14 @@ void FlexData::setAStringArray(const std::int32_t* dims, std::uint16_t dimCount,
 
 void FlexData::setAStringArray(const Vector<std::int32_t>& dims, const Vector<AString>& texts) {
   Require(dims.size() <= 0xFFFFu && ElementCount(dims.begin(), dims.size()) == texts.size());
-  Vector<const char*> chars(texts.size());
-  Vector<std::uint32_t> lengths(texts.size());
+  std::vector<const char*> chars(texts.size());
+  std::vector<std::uint32_t> lengths(texts.size());
   for (std::uint32_t i = 0; i < texts.size(); ++i) {
     chars[i] = texts[i].c_str();
     lengths[i] = texts[i].size();
   }
-  setAStringArray(dims.begin(), static_cast<std::uint16_t>(dims.size()), chars.begin(),
-                  lengths.begin());
+  setAStringArray(dims.begin(), static_cast<std::uint16_t>(dims.size()), chars.data(),
+                  lengths.data());
 }
 
 void FlexData::setArray(const std::int32_t* dims, std::uint16_t dimCount,
