@@ -3,8 +3,11 @@
 //
 //   <name>.compact.bin  one VarData, compact form     <name>.full.bin    one VarData, full form
 //   <name>.sized.bin    size-prefixed records          <name>.packet.bin  one FlexData packet
+//   <name>.tgdesc.bin   a TG variant pair's descriptor, each word two bytes big-endian, beside
+//   <name>.tgdata.bin   its data
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "zo_kel_basics.h"
 
@@ -63,6 +66,9 @@ VarData Texts() {
   FlexData packet;
   packet.setI32(7);
   texts.SetElement(5, packet);
+  const unsigned short words[] = {0x0006, 0x4021, 0x0178};  // a logical labelled "x"
+  const unsigned char flag[] = {0x01};
+  texts.SetElement(6, VarData::tgvar(words, 3, flag, 1));
   return texts;
 }
 
@@ -114,6 +120,32 @@ bool WritePackets() {
          WritePacket("matrix", matrix) && WritePacket("waveform", waveform);
 }
 
+// The dictionary of a reading flattened into a TG cluster: every key labels its element.
+bool WriteTGPair() {
+  VarData reading = VarData::dict();
+  reading.setValue("pressure", 3.5);
+  VarData flow;
+  flow.SetElement(0, VarData::num(12, VarData::kInt16));
+  flow.SetElement(1, VarData::num(-3, VarData::kInt16));
+  reading.setValue("flow", flow);
+  reading.setValue("label", "Pump 1");
+  reading.setValue("since", AbsTime(3816000000.0, 0.25));
+  reading.setValue("running", true);
+  std::uint32_t wordCount = 0, byteCount = 0;
+  const zo::kel::AString noName;
+  bry::VarDataToTGVariantLength(reading, noName, bry::kDictionaryAsCluster, wordCount, byteCount);
+  std::vector<unsigned short> words(wordCount);
+  std::vector<unsigned char> data(byteCount), descriptor;
+  bry::VarDataToTGVariant(reading, noName, bry::kDictionaryAsCluster, words.data(),
+                          words.data() + wordCount, data.data(), data.data() + byteCount);
+  for (unsigned short w : words) {
+    descriptor.push_back(static_cast<unsigned char>(w >> 8));
+    descriptor.push_back(static_cast<unsigned char>(w));
+  }
+  return Write("reading.tgdesc.bin", descriptor.data(), 2 * wordCount) &&
+         Write("reading.tgdata.bin", data.data(), byteCount);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -124,6 +156,7 @@ int main(int argc, char** argv) {
   g_folder = argv[1];
   const bool ok = WriteValue("reading", Reading(), true) && WriteValue("texts", Texts(), true) &&
                   WriteValue("scalars", Scalars(), true) &&
-                  WriteValue("scalars", Scalars(), false) && WriteRecords() && WritePackets();
+                  WriteValue("scalars", Scalars(), false) && WriteRecords() && WritePackets() &&
+                  WriteTGPair();
   return ok ? 0 : 1;
 }

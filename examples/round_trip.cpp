@@ -3,6 +3,7 @@
 // into a TG cluster. Each step prints what it made.
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "zo_kel_basics.h"
 
@@ -54,5 +55,28 @@ int main() {
   NumberToText(static_cast<double>(received["pressure"]), format, shown);
   std::printf("5. display (format %d, \"0.00\"): %s\n", format, shown.c_str());
 
-  return received == reading ? 0 : 1;
+  // 6. Flattened into a TG cluster: a type descriptor of 16-bit words (each key labels its
+  //    element) and the data, every number big-endian. The first call sizes the two buffers.
+  const zo::kel::AString noName;
+  std::uint32_t wordCount = 0, byteCount = 0;
+  bry::VarDataToTGVariantLength(received, noName, bry::kDictionaryAsCluster, wordCount, byteCount);
+  std::vector<unsigned short> words(wordCount);
+  std::vector<unsigned char> data(byteCount);
+  bry::VarDataToTGVariant(received, noName, bry::kDictionaryAsCluster, words.data(),
+                          words.data() + wordCount, data.data(), data.data() + byteCount);
+  std::printf("6. TG cluster descriptor (%lu words):", static_cast<unsigned long>(wordCount));
+  for (unsigned short w : words) std::printf(" %04X", w);
+  std::printf("\n");
+  PrintBytes("   TG cluster data", data.data(), byteCount);
+
+  // 7. And back: the cluster's labels become the dictionary's keys again.
+  zo::kel::AString name;
+  const VarData unflattened =
+      bry::TGVariantToVarData(words.data(), words.data() + wordCount, data.data(),
+                              data.data() + byteCount, bry::kDictionaryAsCluster, name, false);
+  std::printf("7. read from the cluster: %s, %s the dictionary sent\n",
+              Narrow(PrintValue(unflattened)).c_str(),
+              unflattened == reading ? "equal to" : "NOT equal to");
+
+  return received == reading && unflattened == reading ? 0 : 1;
 }

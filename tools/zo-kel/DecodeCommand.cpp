@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "ImageLocate.h"
 #include "PacketTree.h"
+#include "TGVariantPair.h"
 #include "ValueTree.h"
 #include "VarDataJson.h"
 #include "kel/AutoBuffer.h"
@@ -20,6 +21,8 @@ using json = nlohmann::ordered_json;
 
 const char kHelp[] =
     "usage: zo-kel decode [FORM] [--hex] [--json] [FILE]\n"
+    "       zo-kel decode --tgvariant [--hex] [--json] [--dictionaries HOW] [--wide]\n"
+    "                     DESCRIPTOR DATA\n"
     "\n"
     "Reads a byte image from FILE (standard input when FILE is absent or \"-\") and shows it\n"
     "as an indented tree, each line starting with the byte offset of its element, or with\n"
@@ -30,10 +33,15 @@ const char kHelp[] =
     "  --full       one VarData value in the full form\n"
     "  --sized      size-prefixed VarData records (compact), any number in a row\n"
     "  --flexdata   one FlexData packet\n"
+    "  --tgvariant  one TG variant pair from two inputs: DESCRIPTOR, its 16-bit words each\n"
+    "               two bytes big-endian, and DATA, the flattened data (one may be \"-\")\n"
     "\n"
     "options:\n"
     "  --hex        the input is hex text (\"05 10 00 00 ...\"; blanks and line breaks ignored)\n"
     "  --json       print JSON instead of the tree\n"
+    "  --dictionaries cluster|variant\n"
+    "               how the pair carries dictionaries (default: clusters, else variants)\n"
+    "  --wide       read the pair's strings and keys as wide (unicode) text\n"
     "\n"
     "A value the reader keeps in a normal form (a logical byte above 1, a key given twice)\n"
     "is shown as read, with a note; its JSON encodes to the normal form.\n"
@@ -172,14 +180,39 @@ void DecodePacket(const Input& in, bool asJson) {
   Print(out);
 }
 
+// The descriptor and the data of a pair, each from its own input.
+void DecodeTGVariant(Args& args, bool hex, bool asJson) {
+  TGReadOptions options;
+  options.wide = args.flag("--wide");
+  if (const std::optional<std::string> how = args.option("--dictionaries")) {
+    if (*how != "cluster" && *how != "variant") {
+      throw ToolError("--dictionaries must be cluster or variant, not \"" + *how + "\"");
+    }
+    options.dictionaries = *how;
+  }
+  const std::vector<std::string> files = args.finish(2, 2);
+  if (files[0] == "-" && files[1] == "-") {
+    throw ToolError("the descriptor and the data cannot both come from standard input");
+  }
+  TGPair pair;
+  pair.words = WordsFromBytes(ReadImage(files[0], hex).bytes, "TG variant descriptor");
+  pair.data = ReadImage(files[1], hex).bytes;
+  Print(asJson ? TGPairToJson(pair, options).dump(2) + "\n" : TGPairTree(pair, options));
+}
+
 int Run(Args& args) {
   const bool full = args.flag("--full");
   const bool sized = args.flag("--sized");
   const bool flexdata = args.flag("--flexdata");
+  const bool tgvariant = args.flag("--tgvariant");
   const bool hex = args.flag("--hex");
   const bool asJson = args.flag("--json");
-  if (full + sized + flexdata > 1)
-    throw ToolError("give at most one of --full, --sized, --flexdata");
+  if (full + sized + flexdata + tgvariant > 1)
+    throw ToolError("give at most one of --full, --sized, --flexdata, --tgvariant");
+  if (tgvariant) {
+    DecodeTGVariant(args, hex, asJson);
+    return 0;
+  }
   const std::vector<std::string> files = args.finish(0, 1);
   const Input in = ReadImage(files.empty() ? "-" : files[0], hex);
   if (sized) {

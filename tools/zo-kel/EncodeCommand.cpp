@@ -4,6 +4,7 @@
 #include "Bytes.h"
 #include "Commands.h"
 #include "PacketTree.h"
+#include "TGVariantPair.h"
 #include "VarDataJson.h"
 #include "kel/AutoBuffer.h"
 #include "qmstatic/vardata/VarData.h"
@@ -21,10 +22,14 @@ const char kHelp[] =
     "image it describes: the document `zo-kel decode --json` prints (its \"form\" decides the\n"
     "image), or one bare value such as {\"kind\": \"numeric\", \"value\": 3.5}, written in the\n"
     "compact form, the full form (--full) or as one size-prefixed record (--sized).\n"
+    "A TG variant pair (form \"tgvariant\") is flattened from its value by the library and\n"
+    "written as two images: with --hex the descriptor line, then the data line; in binary\n"
+    "the descriptor to -o FILE and the data to --data-output FILE.\n"
     "\n"
     "options:\n"
     "  --hex        write hex text (one line per image or record) instead of binary\n"
     "  -o, --output FILE   write to FILE instead of standard output\n"
+    "  --data-output FILE  where a TG variant pair's data goes in binary\n"
     "\n"
     "Errors name the place in the document (\"value.entries[1].key\") or the byte offset of\n"
     "a JSON syntax error, and what is wrong (exit status 2).\n";
@@ -115,7 +120,12 @@ std::vector<Bytes> Encode(const json& doc, bool full, bool sized) {
   }
   if (name == "sized") return SizedRecords(doc);
   if (name == "flexdata") return {Packet(doc)};
-  throw ToolError("document: unknown form " + form.dump() + " (compact, full, sized or flexdata)");
+  if (name == "tgvariant") {
+    TGPair pair = TGPairFromJson(doc);
+    return {WordsToBytes(pair.words), std::move(pair.data)};
+  }
+  throw ToolError("document: unknown form " + form.dump() +
+                  " (compact, full, sized, flexdata or tgvariant)");
 }
 
 int Run(Args& args) {
@@ -127,12 +137,23 @@ int Run(Args& args) {
     if (output) throw ToolError("give -o or --output, not both");
     output = o;
   }
+  const std::optional<std::string> dataOutput = args.option("--data-output");
   if (full && sized) throw ToolError("give at most one of --full, --sized");
   const std::vector<std::string> files = args.finish(0, 1);
-  const std::vector<Bytes> images =
-      Encode(ParseDocument(ReadInput(files.empty() ? "-" : files[0])), full, sized);
+  const json doc = ParseDocument(ReadInput(files.empty() ? "-" : files[0]));
+  const std::vector<Bytes> images = Encode(doc, full, sized);
   const std::string to = output ? *output : "-";
-  if (hex) {
+  const bool pair = doc.value("form", json()) == "tgvariant";
+  if (dataOutput && (!pair || hex))
+    throw ToolError("--data-output is for a binary TG variant pair");
+  if (pair && !hex && !dataOutput) {
+    throw ToolError(
+        "a TG variant pair is two images: give -o DESCRIPTOR --data-output DATA, or --hex");
+  }
+  if (pair && !hex) {
+    WriteOutput(to, images[0]);
+    WriteOutput(*dataOutput, images[1]);
+  } else if (hex) {
     WriteOutput(to, Lines(images));
   } else {
     Bytes all;

@@ -9,6 +9,7 @@
 #include "Cli.h"
 #include "Kinds.h"
 #include "PacketTree.h"
+#include "TGVariantPair.h"
 #include "kel/Limits.h"
 #include "kel/time/AbsTime.h"
 
@@ -407,16 +408,7 @@ std::string WordsToHex(const unsigned short* words, std::size_t n) {
 }
 
 std::vector<unsigned short> WordsFromHex(const std::string& text, const std::string& what) {
-  const Bytes bytes = ParseHex(text, what);
-  if (bytes.size() % 2 != 0) {
-    throw ToolError(what + ": " + std::to_string(bytes.size()) +
-                    " bytes do not make whole 16-bit words");
-  }
-  std::vector<unsigned short> words(bytes.size() / 2);
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    words[i] = static_cast<unsigned short>(bytes[2 * i] << 8 | bytes[2 * i + 1]);
-  }
-  return words;
+  return WordsFromBytes(ParseHex(text, what), what);
 }
 
 json ValueToJson(const VarData& v) {
