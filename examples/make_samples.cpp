@@ -49,7 +49,7 @@ VarData Reading() {
   flow.SetElement(2, VarData::num(40000, VarData::kUInt16));
   reading.setValue("flow", flow);
   reading.setValue("label", L"Pump \u00C51");
-  reading.setValue("since", AbsTime(3816000000.0, 0.25));  // 2024-12-02 04:00:00.25 UTC
+  reading.setValue("since", AbsTime(3816000000.0, 0.25));  // 2024-12-02 16:00:00.25 UTC
   reading.setValue("alarms", VarData::bitArray(0x15));
   return reading;
 }
