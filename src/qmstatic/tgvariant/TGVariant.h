@@ -1,5 +1,5 @@
 // The TG variant codec: a VarData flattened into a type descriptor (16-bit words) and a data stream
-// (bytes), the form the graphical programming environment exchanges values in, and back.
+// (bytes), the flattened pair in which TG programs exchange values, and back.
 #ifndef ZO_KEL_TGVARIANT_TGVARIANT_H
 #define ZO_KEL_TGVARIANT_TGVARIANT_H
 

@@ -200,7 +200,7 @@ class ZO_KEL_API IVarDataSSTimeValue : public IVarDataGuts {
   virtual nZOSS100::tSSTimeValue getTimeValue() const = 0;
 };
 
-/// A value in the flattened form of the graphical programming environment: type descriptor
+/// A value in the TG variant form (a flattened pair exchanged with TG programs): type descriptor
 /// words and data bytes, kept as they are (IID_IVarDataTGVariant).
 class ZO_KEL_API IVarDataTGVariant : public IVarDataGuts {
  public:
