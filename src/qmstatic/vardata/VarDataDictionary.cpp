@@ -36,16 +36,6 @@ class VarDataDictionaryIterator final : public IVarDataIterator {
   VarDataMap::iterator position_;
 };
 
-bool PairLess(const VarDataMap::value_type& a, const VarDataMap::value_type& b) {
-  const std::int32_t keys = a.first.Compare(b.first);
-  if (keys != 0) return keys < 0;
-  return a.second.Compare(b.second) < 0;
-}
-
-bool PairEqual(const VarDataMap::value_type& a, const VarDataMap::value_type& b) {
-  return a.first.Compare(b.first) == 0 && a.second.Compare(b.second) == 0;
-}
-
 }  // namespace
 
 std::int32_t VarDataDictionary::QueryInterface(const GUID& iid, void** out) {
@@ -59,17 +49,19 @@ VarDataDictionary::operator bool() const { return !pairs_.empty(); }
 
 VarDataDictionary::operator double() const { return static_cast<double>(pairs_.size()); }
 
+// One pass, comparing each key and each value once: a comparison that asked "less" both ways
+// and then "equal" would compare nested dictionaries a number of times exponential in their depth.
 std::int32_t VarDataDictionary::Compare(const IVarDataGuts* other) const {
   const VarDataMap& theirs = static_cast<const VarDataDictionary*>(other)->pairs_;
-  if (std::lexicographical_compare(pairs_.begin(), pairs_.end(), theirs.begin(), theirs.end(),
-                                   PairLess)) {
-    return -1;
+  auto mine = pairs_.begin();
+  auto their = theirs.begin();
+  for (; mine != pairs_.end() && their != theirs.end(); ++mine, ++their) {
+    std::int32_t order = mine->first.Compare(their->first);
+    if (order == 0) order = mine->second.Compare(their->second);
+    if (order != 0) return order < 0 ? -1 : 1;
   }
-  if (pairs_.size() == theirs.size() &&
-      std::equal(pairs_.begin(), pairs_.end(), theirs.begin(), PairEqual)) {
-    return 0;
-  }
-  return 1;
+  if (mine != pairs_.end()) return 1;
+  return their != theirs.end() ? -1 : 0;
 }
 
 void VarDataDictionary::setValue(const VarData& key, const VarData& value) {

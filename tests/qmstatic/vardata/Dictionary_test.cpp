@@ -145,6 +145,30 @@ TEST(Dictionary, OrderComparesPairsLexicographically) {
   EXPECT_EQ(0, VarData::dict().Compare(VarData::dict()));
 }
 
+// Dictionaries nested `depth` deep, each level also holding a number, around `leaf`.
+VarData NestedDictionaries(int depth, const VarData& leaf) {
+  VarData v = leaf;
+  for (int i = 0; i < depth; ++i) {
+    VarData d = VarData::dict();
+    d.setValue("n", v);
+    d.setValue("x", VarData(i));
+    v = d;
+  }
+  return v;
+}
+
+TEST(Dictionary, DeeplyNestedDictionariesCompareInOnePass) {
+  // Built twice, so that no level shares guts with the other side. A comparison that visited a
+  // nested dictionary more than once per level would not end at this depth.
+  const int depth = 200;
+  const VarData a = NestedDictionaries(depth, VarData(1));
+  const VarData same = NestedDictionaries(depth, VarData(1));
+  const VarData greater = NestedDictionaries(depth, VarData(2));
+  EXPECT_EQ(0, a.Compare(same));
+  EXPECT_EQ(-1, a.Compare(greater));
+  EXPECT_EQ(1, greater.Compare(a));
+}
+
 TEST(Dictionary, TextFormListsPairsInKeyOrderWithoutBlanks) {
   VarData d = VarData::dict();
   EXPECT_EQ(L"{}", TextOf(d));
