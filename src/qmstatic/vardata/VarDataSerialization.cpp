@@ -718,7 +718,41 @@ void VarData::deserializeImpl(const unsigned char*& cursor, const unsigned char*
   cursor = reader.position();
 }
 
+namespace {
+
+// Arrays and dictionaries are sized by walking every element, which costs about as much as
+// writing them; a buffer that is reused (the common case when values are sent one after the
+// other) usually has the room already. Such a value is first written straight into the spare
+// room and sized only when it does not fit there. Smaller spare room is not tried, so that a
+// buffer which keeps being a little too short does not pay for a failed attempt each time.
+constexpr std::uint32_t kMinSpareForOnePass = 256;
+
+bool SerializeIntoSpareRoom(const VarData& v, zo::kel::AutoBuffer& buffer, bool compact) {
+  const std::uint16_t kind = v.getKind();
+  if (kind != VarData::kArray && kind != VarData::kDictionary) return false;
+  const std::uint32_t old = buffer.Len();
+  const std::uint32_t spare = buffer.MemUsage() - old;
+  if (spare < kMinSpareForOnePass) return false;
+  buffer.Skip(spare);  // within the capacity: no reallocation unless the body is shared
+  unsigned char* const start = buffer.Data() + old;
+  unsigned char* cursor = start;
+  try {
+    Writer(cursor, start + spare, compact).write(v);
+  } catch (const zo::kel::exception::BufferOverflow&) {
+    buffer.UnAppend(spare);
+    return false;
+  } catch (...) {
+    buffer.UnAppend(spare);
+    throw;
+  }
+  buffer.UnAppend(spare - static_cast<std::uint32_t>(cursor - start));
+  return true;
+}
+
+}  // namespace
+
 void VarData::SerializeWithoutSize(zo::kel::AutoBuffer& buffer, bool compact) const {
+  if (SerializeIntoSpareRoom(*this, buffer, compact)) return;
   const std::uint64_t size = ValueSize(*this, compact);
   if (size > kMaxSize - buffer.Len()) throw std::bad_alloc();
   const std::uint32_t old = buffer.Len();

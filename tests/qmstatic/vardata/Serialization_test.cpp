@@ -334,3 +334,56 @@ TEST(Serialization, HostileCountsAndNestingFailFast) {
 }
 
 }  // namespace
+
+namespace {
+
+// Texts, numbers and a nested dictionary: a value sized by walking its elements.
+VarData MixedArray(std::uint32_t n) {
+  VarData array;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    if (i % 3 == 0) {
+      array.SetElement(i, VarData(std::string(i % 17, 'a' + static_cast<char>(i % 26)).c_str()));
+    } else if (i % 3 == 1) {
+      array.SetElement(i, VarData(i * 0.25));
+    } else {
+      VarData d = VarData::dict();
+      d.setValue("n", VarData(static_cast<int>(i)));
+      array.SetElement(i, d);
+    }
+  }
+  return array;
+}
+
+TEST(Serialization, ReusedBuffersOfEveryRoomGetTheSameBytesAppended) {
+  for (const bool compact : {true, false}) {
+    for (const VarData& value : {MixedArray(60), VarData(MixedArray(60).GetElement(2))}) {
+      AutoBuffer fresh;
+      value.SerializeWithoutSize(fresh, compact);
+      const std::string expected = "41 42 " + ToHex(fresh.Data(), fresh.Len());
+      const std::uint32_t size = fresh.Len();
+      // Spare room from none to more than enough, across the exact fit.
+      for (std::uint32_t capacity = 2; capacity < size + 300; capacity += 7) {
+        for (const std::uint32_t room : {capacity, size + 2, size + 1}) {
+          AutoBuffer buffer;
+          buffer.Reserve(room);
+          buffer.Append("AB", 2);
+          value.SerializeWithoutSize(buffer, compact);
+          ASSERT_EQ(expected, ToHex(buffer.Data(), buffer.Len())) << room << " " << compact;
+        }
+      }
+    }
+  }
+}
+
+TEST(Serialization, ReusedSharedBufferIsCopiedBeforeTheWrite) {
+  const VarData value = MixedArray(40);
+  AutoBuffer buffer;
+  buffer.Reserve(4096);
+  buffer.Append("AB", 2);
+  const AutoBuffer other = buffer;
+  value.SerializeWithoutSize(buffer, true);
+  EXPECT_EQ("41 42", ToHex(other.Data(), other.Len()));
+  EXPECT_EQ("41 42 " + Image(value, true), ToHex(buffer.Data(), buffer.Len()));
+}
+
+}  // namespace
