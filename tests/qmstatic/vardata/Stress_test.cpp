@@ -48,6 +48,11 @@ std::wstring Calendar(const AbsTime& t, int local) {
   return std::wstring(s.begin(), s.end());
 }
 
+std::wstring Text(const VarData& v) {
+  const zo::kel::WString s = v.getUnicodeString();
+  return std::wstring(s.begin(), s.end());
+}
+
 std::int32_t CountOf(IVarDataGuts* guts) {
   guts->AddRef();
   return guts->Release();
@@ -82,7 +87,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   const AbsTime when(3.7e9, 0.125);
   const std::string image = Image(shared);
   const std::string packet = PacketOf(shared);
-  const std::wstring text(shared.getUnicodeString().begin(), shared.getUnicodeString().end());
+  const std::wstring text = Text(shared);
   const std::wstring utc = Calendar(when, 0);
   const std::wstring local = Calendar(when, 1);
   AutoBuffer sharedBuffer(reinterpret_cast<const unsigned char*>(image.data()),
@@ -104,7 +109,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
         std::uint32_t used = 0;
         const VarData read = VarData::DeserializeWithoutSize(mine.Data(), mine.Len(), used, true);
         fail(used == image.size() && read.Compare(shared) == 0);
-        fail(std::wstring(copy.getUnicodeString().begin(), copy.getUnicodeString().end()) == text);
+        fail(Text(copy) == text);
         if (round % 8 == 0) fail(PacketOf(copy) == packet);
         // Conversions of shared elements, each on a handle of its own.
         VarData abs = static_cast<const VarData&>(copy)["inner"].getValue("abs");
