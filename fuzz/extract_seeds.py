@@ -22,8 +22,6 @@ SOURCES = {
     "encoding": ["tests/kel/Utf8_test.cpp", "tests/kel/osdep/SerializeUtf16_test.cpp"],
     "flexdata": ["tests/kel/fd/fd_test.cpp", "tests/kel/fd/FlexData_test.cpp",
                  "tests/kel/fd/FdSamples.h", "tests/qmdynamic/VarDataFlexData_test.cpp"],
-    "tgvariant": ["tests/qmstatic/tgvariant/TGVariantToVarData_test.cpp",
-                  "tests/qmstatic/tgvariant/VarDataToTGVariant_test.cpp"],
 }
 TEXT_SOURCES = ["tests/qmstatic/text/TextScanner_test.cpp",
                 "tests/qmstatic/text/LogicalText_test.cpp"]

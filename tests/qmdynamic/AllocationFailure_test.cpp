@@ -1,6 +1,7 @@
 // Exhausted memory at every step of a round trip: a nested value is built, serialized, read
-// back, converted, flattened to a packet and brought back, with the Nth allocation refused for
-// every N (operator new of this program and the library's own allocation hook share the count).
+// back, converted, flattened to a packet and to a TG variant and brought back from each, with the
+// Nth allocation refused for every N (operator new of this program and the library's own
+// allocation hook share the count).
 // Each run must end in std::bad_alloc or success: no crash, no leaked block, and every object
 // either as it was before its step or as a complete run leaves it.
 #include <gtest/gtest.h>
@@ -98,6 +99,8 @@ struct Outputs {
   FlexData packet;
   FlexData named;
   VarData back{"not back"};
+  VarData variant{"not flat"};
+  VarData fromVariant{"not read"};
   Outputs() {
     packet.setI32(1);
     named.setI32(2);
@@ -116,10 +119,14 @@ void RoundTrip(Outputs& out) {
   out.packet = flat.getFlexData();
   out.named.setAttribute("origin", out.packet);
   out.back = flat.getIFlexData()->convertToNativeTypeOrDictionary();
+  out.variant = v;
+  out.variant.Convert_(VarData::kTGVariant);
+  out.fromVariant = out.variant;
+  out.fromVariant.Convert_(VarData::kDictionary);
 }
 
 struct Snapshot {
-  std::string image, read, converted, packet, named, back;
+  std::string image, read, converted, packet, named, back, variant, fromVariant;
 };
 
 Snapshot Take(const Outputs& out) {
@@ -128,25 +135,31 @@ Snapshot Take(const Outputs& out) {
           Image(out.converted),
           Bytes(out.packet.data(), out.packet.size()),
           Bytes(out.named.data(), out.named.size()),
-          Image(out.back)};
+          Image(out.back),
+          Image(out.variant),
+          Image(out.fromVariant)};
 }
 
-// Each object is as it was before its step or as a complete run leaves it, nothing between. The
-// converted value holds the copy of the built value when its conversion fails.
+// Each object is as it was before its step or as a complete run leaves it, nothing between. A
+// value assigned and then converted holds what was assigned when its conversion fails.
 std::string HalfChanged(const Snapshot& now, const Snapshot& before, const Snapshot& after) {
+  const std::string built = Image(BuildNested());
   std::string bad;
-  auto check = [&](const char* name, const std::string Snapshot::*field) {
-    if (now.*field != before.*field && now.*field != after.*field &&
-        !(field == &Snapshot::converted && now.converted == Image(BuildNested()))) {
+  auto check = [&](const char* name, const std::string Snapshot::*field,
+                   const std::string& assigned = std::string()) {
+    const std::string& got = now.*field;
+    if (got != before.*field && got != after.*field && (assigned.empty() || got != assigned)) {
       bad += std::string(name) + " ";
     }
   };
   check("image", &Snapshot::image);
   check("read", &Snapshot::read);
-  check("converted", &Snapshot::converted);
+  check("converted", &Snapshot::converted, built);
   check("packet", &Snapshot::packet);
   check("named", &Snapshot::named);
   check("back", &Snapshot::back);
+  check("variant", &Snapshot::variant, built);
+  check("fromVariant", &Snapshot::fromVariant, after.variant);
   return bad;
 }
 
@@ -160,6 +173,11 @@ TEST(AllocationFailure, EveryRefusedAllocationOfARoundTripEndsCleanly) {
   }
   ASSERT_NE(before.image, after.image);
   ASSERT_NE(before.back, after.back);
+  // The variant is flattened and read back as a dictionary (of the numbers truncated to 32-bit
+  // integers and the wide text made narrow, as the variant carries them).
+  ASSERT_EQ(std::string("\x12\x10", 2), after.variant.substr(0, 2));
+  ASSERT_EQ(std::string("\x0C\x10", 2), after.fromVariant.substr(0, 2));
+  ASSERT_EQ(Image(BuildNested()).size() - 9, after.fromVariant.size());
 
   const auto previousHook = zo::kel::detail::SetAllocationHook(&LibraryHook);
   int failures = 0;
@@ -181,7 +199,10 @@ TEST(AllocationFailure, EveryRefusedAllocationOfARoundTripEndsCleanly) {
       if (threw && !g_refused) problem = "bad_alloc without a refusal ";
       const Snapshot now = Take(out);
       problem += HalfChanged(now, before, after);
-      if (!threw && !(now.image == after.image && now.back == after.back)) problem += "result ";
+      if (!threw && !(now.image == after.image && now.back == after.back &&
+                      now.variant == after.variant && now.fromVariant == after.fromVariant)) {
+        problem += "result ";
+      }
     }
     if (g_liveBlocks != liveBefore) problem += "leak ";
     if (!problem.empty() && ++failures <= 5) ADD_FAILURE() << "allocation " << n << ": " << problem;

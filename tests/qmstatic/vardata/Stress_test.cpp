@@ -40,6 +40,14 @@ std::string PacketOf(const VarData& v) {
   return std::string(reinterpret_cast<const char*>(f.data()), f.size());
 }
 
+// The value flattened to a TG variant and read back as a dictionary.
+std::string ThroughVariant(const VarData& v) {
+  VarData flat = v;
+  flat.Convert_(VarData::kTGVariant);
+  flat.Convert_(VarData::kDictionary);
+  return Image(flat);
+}
+
 std::wstring Calendar(const AbsTime& t, int local) {
   const zo::kel::WString s = zo::kel::osdep::AbsTimeToString(
       t, L"%Y-%m-%d", L"%H:%M:%S", 3,
@@ -75,9 +83,9 @@ VarData SharedTree() {
   FlexData packet;
   packet.setI32(-5);
   root.setValue("packet", VarData(packet));
-  const unsigned short words[] = {4, 3, 0};
-  const unsigned char data[] = {0x2A, 0, 0, 0};
-  root.setValue("variant", VarData::tgvar(words, 3u, data, 4u));
+  const unsigned short words[] = {4, 3};  // a 32-bit integer, big-endian in the data
+  const unsigned char data[] = {0, 0, 0, 0x2A};
+  root.setValue("variant", VarData::tgvar(words, 2u, data, 4u));
   return root;
 }
 
@@ -87,6 +95,11 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   const AbsTime when(3.7e9, 0.125);
   const std::string image = Image(shared);
   const std::string packet = PacketOf(shared);
+  const VarData inner = shared.getValue("inner");
+  const std::string throughVariant = ThroughVariant(inner);
+  VarData variantNumber = shared.getValue("variant");
+  variantNumber.Convert_(VarData::kNumeric);
+  ASSERT_EQ(42, static_cast<int>(variantNumber));
   const std::wstring text = Text(shared);
   const std::wstring utc = Calendar(when, 0);
   const std::wstring local = Calendar(when, 1);
@@ -111,6 +124,13 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
         fail(used == image.size() && read.Compare(shared) == 0);
         fail(Text(copy) == text);
         if (round % 8 == 0) fail(PacketOf(copy) == packet);
+        if (round % 8 == 4) fail(ThroughVariant(copy.getValue("inner")) == throughVariant);
+        // The shared flattened variant read concurrently.
+        if (round % 8 == 2) {
+          VarData variant = copy.getValue("variant");
+          variant.Convert_(VarData::kNumeric);
+          fail(variant.Compare(variantNumber) == 0);
+        }
         // Conversions of shared elements, each on a handle of its own.
         VarData abs = static_cast<const VarData&>(copy)["inner"].getValue("abs");
         abs.Convert_(VarData::kUnicode);
