@@ -82,12 +82,16 @@ AbsTime GetCurrentAbsTime() {
                  static_cast<double>(now.tv_usec) / 1000000.0);
 }
 
+// setlocale and the locale's time texts are shared by the whole process: the library changes and
+// reads them under the time-conversion lock, so that conversions in several threads do not race.
 WString GetSystemDateFormat() {
+  CriticalSectionGuard lock(g_timeConversionGuard);
   std::setlocale(LC_TIME, "");
   return WString(L"%x");
 }
 
 WString GetSystemTimeFormat() {
+  CriticalSectionGuard lock(g_timeConversionGuard);
   std::setlocale(LC_TIME, "");
   // The locale's own time format ("%H:%M:%S" in the C locale) rather than "%X", so that a
   // fraction of a second can follow its seconds.
@@ -174,7 +178,11 @@ WString AbsTimeToString(AbsTime t, const wchar_t* dateFormat, const wchar_t* tim
   }
   const std::unique_ptr<char[]> narrow(WideToAnsi(joined.c_str(), ""));
   char text[kMaxTextBytes];
-  const std::size_t length = std::strftime(text, sizeof text, narrow.get(), &calendar);
+  std::size_t length = 0;
+  {
+    CriticalSectionGuard lock(g_timeConversionGuard);  // strftime reads the locale's time texts
+    length = std::strftime(text, sizeof text, narrow.get(), &calendar);
+  }
   return TakeWide(AnsiToWide(text, text + length, ""));
 }
 

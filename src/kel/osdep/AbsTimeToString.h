@@ -27,7 +27,9 @@ extern ZO_KEL_API CriticalSection g_timeConversionGuard;
 ZO_KEL_API AbsTime GetCurrentAbsTime();
 
 /// Sets the time category of the C locale from the environment (setlocale(LC_TIME, "")) and
-/// returns "%x", the locale's date conversion. Not thread-safe, as setlocale is not.
+/// returns "%x", the locale's date conversion. The library's own calls of setlocale and strftime
+/// run under g_timeConversionGuard, so conversions in several threads do not race; a program that
+/// calls setlocale itself while other threads convert times must hold that lock too.
 ZO_KEL_API WString GetSystemDateFormat();
 /// As GetSystemDateFormat, returning the locale's time format ("%H:%M:%S" in the C locale),
 /// so that fraction digits can be placed after its seconds.
