@@ -120,7 +120,8 @@ bool WritePackets() {
          WritePacket("matrix", matrix) && WritePacket("waveform", waveform);
 }
 
-// The dictionary of a reading flattened into a TG cluster: every key labels its element.
+// The dictionary of a reading flattened into a TG cluster: every key labels its element. Not
+// Reading() itself: its flow array mixes 16-bit types, and a TG array has one element type.
 bool WriteTGPair() {
   VarData reading = VarData::dict();
   reading.setValue("pressure", 3.5);

@@ -720,6 +720,23 @@ void VarData::deserializeImpl(const unsigned char*& cursor, const unsigned char*
 
 namespace {
 
+// Makes `room` bytes at the end of the buffer, writes `v` into them and keeps only the bytes
+// written; after any failure the buffer has its old length again.
+void AppendWritten(const VarData& v, zo::kel::AutoBuffer& buffer, std::uint32_t room,
+                   bool compact) {
+  const std::uint32_t old = buffer.Len();
+  buffer.Skip(room);
+  unsigned char* const start = buffer.Data() + old;
+  unsigned char* cursor = start;
+  try {
+    Writer(cursor, start + room, compact).write(v);
+  } catch (...) {
+    buffer.UnAppend(room);
+    throw;
+  }
+  buffer.UnAppend(room - static_cast<std::uint32_t>(cursor - start));
+}
+
 // Arrays and dictionaries are sized by walking every element, which costs about as much as
 // writing them; a buffer that is reused (the common case when values are sent one after the
 // other) usually has the room already. Such a value is first written straight into the spare
@@ -727,44 +744,23 @@ namespace {
 // buffer which keeps being a little too short does not pay for a failed attempt each time.
 constexpr std::uint32_t kMinSpareForOnePass = 256;
 
-bool SerializeIntoSpareRoom(const VarData& v, zo::kel::AutoBuffer& buffer, bool compact) {
-  const std::uint16_t kind = v.getKind();
-  if (kind != VarData::kArray && kind != VarData::kDictionary) return false;
-  const std::uint32_t old = buffer.Len();
-  const std::uint32_t spare = buffer.MemUsage() - old;
-  if (spare < kMinSpareForOnePass) return false;
-  buffer.Skip(spare);  // within the capacity: no reallocation unless the body is shared
-  unsigned char* const start = buffer.Data() + old;
-  unsigned char* cursor = start;
-  try {
-    Writer(cursor, start + spare, compact).write(v);
-  } catch (const zo::kel::exception::BufferOverflow&) {
-    buffer.UnAppend(spare);
-    return false;
-  } catch (...) {
-    buffer.UnAppend(spare);
-    throw;
-  }
-  buffer.UnAppend(spare - static_cast<std::uint32_t>(cursor - start));
-  return true;
-}
-
 }  // namespace
 
 void VarData::SerializeWithoutSize(zo::kel::AutoBuffer& buffer, bool compact) const {
-  if (SerializeIntoSpareRoom(*this, buffer, compact)) return;
+  const std::uint16_t kind = getKind();
+  const std::uint32_t spare = buffer.MemUsage() - buffer.Len();
+  if ((kind == kArray || kind == kDictionary) && spare >= kMinSpareForOnePass) {
+    try {
+      AppendWritten(*this, buffer, spare, compact);  // no reallocation unless the body is shared
+      return;
+    } catch (const zo::kel::exception::BufferOverflow&) {
+      // Did not fit: sized and written below.
+    }
+  }
   const std::uint64_t size = ValueSize(*this, compact);
   if (size > kMaxSize - buffer.Len()) throw std::bad_alloc();
-  const std::uint32_t old = buffer.Len();
-  buffer.Skip(static_cast<std::uint32_t>(size));
-  try {
-    // The room was made for exactly this size: write without sizing the value again.
-    unsigned char* cursor = buffer.Data() + old;
-    Writer(cursor, buffer.Data() + buffer.Len(), compact).write(*this);
-  } catch (...) {
-    buffer.UnAppend(buffer.Len() - old);
-    throw;
-  }
+  // The room is made for exactly this size: written without sizing the value again.
+  AppendWritten(*this, buffer, static_cast<std::uint32_t>(size), compact);
 }
 
 VarData VarData::DeserializeWithoutSize(const unsigned char* data, std::uint32_t length,
