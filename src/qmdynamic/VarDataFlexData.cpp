@@ -430,21 +430,36 @@ class VarDataFlexData final : public zo::kel::detail::GutsObject<IVarDataFlexDat
     }
   }
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    return packet_.compare(static_cast<const VarDataFlexData*>(other)->packet_);
+    return packet_.compare(static_cast<const IVarDataFlexData*>(other)->getFlexData());
   }
-  const FlexData& getFlexData() const override { return packet_; }
-  std::uint32_t serializationSize() const override { return packet_.serializationSize(); }
   void serialize(unsigned char*& cursor, const unsigned char* limit) const override {
     packet_.serialize(cursor, limit);
   }
+  std::uint32_t serializationSize() const override { return packet_.serializationSize(); }
   VarData convertToNativeType() const override { return ValueOf(packet_, false); }
   VarData convertToNativeTypeOrDictionary() const override { return ValueOf(packet_, true); }
 
  private:
   ~VarDataFlexData() override = default;
 
+  friend FlexData IVarDataFlexData::getFlexData() const;
+
   const FlexData packet_;
 };
+
+// The library's own guts share their packet; any other packet guts is read back from the bytes
+// it serializes, the one form every packet guts offers.
+FlexData IVarDataFlexData::getFlexData() const {
+  if (const auto* own = dynamic_cast<const VarDataFlexData*>(this)) return own->packet_;
+  const std::uint32_t size = serializationSize();
+  zo::kel::Vector<unsigned char> bytes(size);
+  unsigned char* cursor = bytes.begin();
+  serialize(cursor, bytes.begin() + size);
+  if (size == 4 && bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 0 && bytes[3] == 0) {
+    return FlexData();  // the empty packet
+  }
+  return FlexData(bytes.begin(), cursor);
+}
 
 IVarDataGuts* NewVarDataFlexData(const FlexData& packet) { return new VarDataFlexData(packet); }
 

@@ -9,6 +9,29 @@
 
 namespace {
 
+// A TG variant pair read back (name discarded, strings narrow); the reader's errors propagate.
+VarData Decode(const IVarDataTGVariant& variant, bry::DictionaryConversion mode) {
+  const unsigned short* words = nullptr;
+  const unsigned char* data = nullptr;
+  std::uint32_t wordCount = 0;
+  std::uint32_t byteCount = 0;
+  variant.get(words, wordCount, data, byteCount);
+  zo::kel::AString name;
+  return bry::TGVariantToVarData(words, words + wordCount, data, data + byteCount, mode, name,
+                                 false);
+}
+
+// The order of two views of words or bytes: lexicographic, a prefix first.
+template <class T>
+int OrderOf(const T* a, std::uint32_t na, const T* b, std::uint32_t nb) {
+  const std::uint32_t common = na < nb ? na : nb;
+  for (std::uint32_t i = 0; i < common; ++i) {
+    if (a[i] != b[i]) return a[i] < b[i] ? -1 : 1;
+  }
+  if (na == nb) return 0;
+  return na < nb ? -1 : 1;
+}
+
 using zo::kel::Vector;
 using zo::kel::detail::GrantInterface;
 using zo::kel::detail::GutsObject;
@@ -31,26 +54,30 @@ class VarDataTGVariant final : public GutsObject<IVarDataTGVariant> {
   // false and 0.0, deliberately without an error.
   operator bool() const override {
     try {
-      return static_cast<bool>(decode(bry::kDictionaryNotConvertible));
+      return static_cast<bool>(Decode(*this, bry::kDictionaryNotConvertible));
     } catch (...) {
       return false;
     }
   }
   operator double() const override {
     try {
-      return static_cast<double>(decode(bry::kDictionaryNotConvertible));
+      return static_cast<double>(Decode(*this, bry::kDictionaryNotConvertible));
     } catch (...) {
       return 0.0;
     }
   }
-  // Descriptor first, then data, each in vector order.
+  // Descriptor first, then data, each in vector order; the other pair is read through its
+  // interface, as it may come from another module.
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    const auto* that = static_cast<const VarDataTGVariant*>(other);
+    const auto* that = static_cast<const IVarDataTGVariant*>(other);
     if (that == this) return 0;
-    if (words_ < that->words_) return -1;
-    if (!(words_ == that->words_)) return 1;
-    if (data_ < that->data_) return -1;
-    return data_ == that->data_ ? 0 : 1;
+    const unsigned short* words = nullptr;
+    const unsigned char* data = nullptr;
+    std::uint32_t wordCount = 0;
+    std::uint32_t byteCount = 0;
+    that->get(words, wordCount, data, byteCount);
+    const int order = OrderOf(words_.begin(), words_.size(), words, wordCount);
+    return order != 0 ? order : OrderOf(data_.begin(), data_.size(), data, byteCount);
   }
   void get(const unsigned short*& words, std::uint32_t& wordCount, const unsigned char*& data,
            std::uint32_t& byteCount) const override {
@@ -67,18 +94,8 @@ class VarDataTGVariant final : public GutsObject<IVarDataTGVariant> {
     words_.serialize(cursor, limit);
     data_.serialize(cursor, limit);
   }
-  // Dictionaries are read as variants, the form Convert_ writes them in, so that a value
-  // converted to a TG variant and back keeps its dictionaries.
-  VarData convertToNativeType() const override { return decode(bry::kDictionaryAsVariant); }
 
  private:
-  // The held pair read back (name discarded, strings narrow); the reader's errors propagate.
-  VarData decode(bry::DictionaryConversion mode) const {
-    zo::kel::AString name;
-    return bry::TGVariantToVarData(words_.begin(), words_.end(), data_.begin(), data_.end(), mode,
-                                   name, false);
-  }
-
   ~VarDataTGVariant() override = default;
 
   Vector<unsigned short> words_;
@@ -86,6 +103,13 @@ class VarDataTGVariant final : public GutsObject<IVarDataTGVariant> {
 };
 
 }  // namespace
+
+// Dictionaries are read as variants, the form Convert_ writes them in, so that a value converted
+// to a TG variant and back keeps its dictionaries. Built on get() alone, so any TG variant guts
+// converts.
+VarData IVarDataTGVariant::convertToNativeType() const {
+  return Decode(*this, bry::kDictionaryAsVariant);
+}
 
 IVarDataGuts* NewVarDataTGVariant(const unsigned short* words, std::uint32_t wordCount,
                                   const unsigned char* data, std::uint32_t byteCount) {

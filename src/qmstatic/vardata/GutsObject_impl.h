@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <initializer_list>
 
+#include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/IVarDataGuts.h"
 
 namespace zo {
@@ -33,17 +34,27 @@ inline std::int32_t RefuseInterface(void** out) noexcept {
   return kGutsNoInterface;
 }
 
-/// AddRef and Release on the guts' own count (starting at 1); the object is destroyed when the
-/// count reaches 0.
-template <class Interface>
-class GutsObject : public Interface {
+/// The base of every guts class of the library: the interfaces (in the order given, so the
+/// object starts with their pointers), then the reference count, then the class's fields.
+/// AddRef and Release work on that count (1 at creation); the object destroys itself through its
+/// deleting destructor when the count reaches 0. This is the one place that creates and destroys
+/// the library's guts, so an allocator for them belongs here.
+template <class Interface, class... More>
+class GutsObject : public Interface, public More... {
  public:
-  std::int32_t AddRef() override { return this->addReference(); }
-  std::int32_t Release() override { return this->dropReference(); }
+  std::int32_t AddRef() override { return count_.increment(); }
+  std::int32_t Release() override {
+    const std::int32_t n = count_.decrement();
+    if (n == 0) delete this;
+    return n;
+  }
 
  protected:
-  GutsObject() = default;
+  GutsObject() noexcept : count_(1) {}
   ~GutsObject() override = default;
+
+ private:
+  osdep::AtomicInt count_;
 };
 
 }  // namespace detail

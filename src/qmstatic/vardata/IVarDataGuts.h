@@ -4,6 +4,16 @@
 // Guts follow component-object rules: QueryInterface answers 0 and stores the interface with a
 // new reference, or kGutsNoInterface and stores null; every interface handed out carries a
 // reference that the receiver releases; factories return objects with a count of 1.
+//
+// These interfaces are a binary contract: guts objects cross shared-library boundaries, so a
+// plug-in may hand the library guts of its own making and the other way round. Every interface is
+// pure (no data) and its virtual functions are declared in their slot order; the destructor pair
+// (complete, deleting) of each concrete guts interface comes after its own operations, so the
+// common bases declare protected non-virtual destructors. The library reaches a guts object only
+// through these virtual functions; the non-virtual helpers declared here are built on them (or on
+// a checked downcast with a fallback through them) and take no vtable slot. Each guts object
+// begins with its interface pointer (narrow text: two pointers, the IAnsiGuts one second), then
+// its reference count, then its fields.
 #ifndef ZO_KEL_VARDATA_IVARDATAGUTS_H
 #define ZO_KEL_VARDATA_IVARDATAGUTS_H
 
@@ -11,7 +21,6 @@
 #include <utility>
 
 #include "kel/export.h"
-#include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/Guid.h"
 
 class VarData;
@@ -46,8 +55,9 @@ class ZO_KEL_API IUnknown {
   virtual std::int32_t Release() = 0;
 
  protected:
-  // Objects destroy themselves in Release; nobody deletes through an interface.
-  virtual ~IUnknown() = default;
+  // Objects destroy themselves in Release; nobody deletes through an interface, and a virtual
+  // destructor here would take slots before the guts operations.
+  ~IUnknown() = default;
 };
 
 /// The common interface of every guts object.
@@ -61,24 +71,8 @@ class ZO_KEL_API IVarDataGuts : public IUnknown {
   /// compared by their guts only when their kinds are equal.
   virtual std::int32_t Compare(const IVarDataGuts* other) const = 0;
 
-  // The count behind AddRef and Release, reached without a virtual call: handles copy and drop
-  // references on every value copy, so this path is as short as a shared pointer's.
-
-  /// Adds a reference; the same count as AddRef.
-  std::int32_t addReference() noexcept { return count_.increment(); }
-  /// Drops a reference, destroying the object when none is left; the same count as Release.
-  std::int32_t dropReference() noexcept {
-    const std::int32_t n = count_.decrement();
-    if (n == 0) delete this;
-    return n;
-  }
-
  protected:
-  /// Objects start with one reference, owned by their creator.
-  IVarDataGuts() noexcept : count_(1) {}
-
- private:
-  zo::kel::osdep::AtomicInt count_;
+  ~IVarDataGuts() = default;
 };
 
 /// Narrow text (IID_IVarDataAnsi).
@@ -88,11 +82,16 @@ class ZO_KEL_API IVarDataAnsi : public IVarDataGuts {
   virtual const char* GetData() const = 0;
   /// The number of characters.
   virtual std::uint32_t GetLength() const = 0;
+
+ protected:
+  virtual ~IVarDataAnsi() = default;
 };
 
-/// The text operations of narrow-text guts (IID_IAnsiGuts). Each operation returns a new object
+/// The text operations of narrow-text guts (IID_IAnsiGuts): the second interface of the same
+/// object, one pointer after its IVarDataAnsi interface. It has no lifetime operations of its
+/// own; its AddRef and Release go to the owning guts. Each text operation returns a new object
 /// with a count of 1, owned by the caller.
-class ZO_KEL_API IAnsiGuts : public IUnknown {
+class ZO_KEL_API IAnsiGuts {
  public:
   /// Case-insensitive order of the two texts.
   virtual std::int32_t Compare(const IAnsiGuts* other) const = 0;
@@ -113,13 +112,39 @@ class ZO_KEL_API IAnsiGuts : public IUnknown {
   virtual IAnsiGuts* Mid(std::uint32_t start, std::uint32_t count) const = 0;
   /// Each run of letters capitalised: first letter upper case, the rest lower case.
   virtual IAnsiGuts* Proper() const = 0;
+
+  /// The narrow-text guts this interface belongs to (the same object, as its first interface).
+  IVarDataAnsi* owner() noexcept;
+  /// The narrow-text guts this interface belongs to.
+  const IVarDataAnsi* owner() const noexcept;
+  /// Adds a reference to the owning guts; returns the new count.
+  std::int32_t AddRef() { return static_cast<IVarDataGuts*>(owner())->AddRef(); }
+  /// Drops a reference to the owning guts; returns the new count.
+  std::int32_t Release() { return static_cast<IVarDataGuts*>(owner())->Release(); }
+
+ protected:
+  ~IAnsiGuts() = default;
 };
+
+// The most derived object of a narrow-text guts starts with its IVarDataAnsi interface, and the
+// offset to it is in every vtable, so the owner is found without knowing the class.
+inline IVarDataAnsi* IAnsiGuts::owner() noexcept {
+  return static_cast<IVarDataAnsi*>(dynamic_cast<void*>(this));
+}
+inline const IVarDataAnsi* IAnsiGuts::owner() const noexcept {
+  return static_cast<const IVarDataAnsi*>(dynamic_cast<const void*>(this));
+}
 
 /// Wide text (IID_IVarDataUnicode).
 class ZO_KEL_API IVarDataUnicode : public IVarDataGuts {
  public:
+  /// The zero-terminated text; may contain embedded NULs before GetLength().
   virtual const wchar_t* GetData() const = 0;
+  /// The number of characters.
   virtual std::uint32_t GetLength() const = 0;
+
+ protected:
+  virtual ~IVarDataUnicode() = default;
 };
 
 /// A block of bytes (IID_IVarDataRaw).
@@ -127,6 +152,9 @@ class ZO_KEL_API IVarDataRaw : public IVarDataGuts {
  public:
   /// Hands out the bytes (valid while the object lives) and their count.
   virtual void GetData(const unsigned char*& data, std::uint32_t& count) const = 0;
+
+ protected:
+  virtual ~IVarDataRaw() = default;
 };
 
 /// A table cell: row, column and one value (IID_IVarDataCell).
@@ -134,6 +162,9 @@ class ZO_KEL_API IVarDataCell : public IVarDataGuts {
  public:
   /// Writes row and column and assigns the held value to *value.
   virtual void GetCell(std::uint16_t* row, std::uint16_t* column, VarData* value) const = 0;
+
+ protected:
+  virtual ~IVarDataCell() = default;
 };
 
 /// An array of values (IID_IVarDataSequence).
@@ -147,27 +178,36 @@ class ZO_KEL_API IVarDataSequence : public IVarDataGuts {
   virtual std::uint32_t GetLength() const = 0;
   /// A new array (count 1) whose elements are copies of these.
   virtual IVarDataGuts* Copy() const = 0;
+
+ protected:
+  virtual ~IVarDataSequence() = default;
 };
 
-/// A position in a dictionary.
+/// A position in a dictionary. An iterator of the library's dictionaries walks the pairs the
+/// dictionary had when it was made (it keeps that body alive), and every iterator past the last
+/// pair equals every other one, so a loop that writes the dictionary it walks ends.
 class ZO_KEL_API IVarDataIterator {
  public:
-  /// The current pair (valid while the iterator stands there).
-  virtual const std::pair<const VarData, VarData>& pair() const = 0;
+  /// The current pair's value.
   virtual const VarData& value() const = 0;
+  /// The current pair's key.
   virtual const VarData& key() const = 0;
   virtual VarData& getValueReference() = 0;
   virtual void increment() = 0;
   virtual void decrement() = 0;
-  /// True when both iterators stand at the same position of the same dictionary.
+  /// True when both iterators stand at the same position.
   virtual bool compare(const IVarDataIterator* other) const = 0;
   /// A new iterator (count 1) at the same position.
   virtual IVarDataIterator* copy() const = 0;
   /// Destroys the iterator.
   virtual void Release() = 0;
 
+  /// The current pair, or null when the iterator is not one of the library's own (then only key()
+  /// and value() reach the pair).
+  const std::pair<const VarData, VarData>* pair() const noexcept;
+
  protected:
-  virtual ~IVarDataIterator() = default;
+  ~IVarDataIterator() = default;
 };
 
 /// A map from values to values in the order of VarData::Compare (IID_IVarDataDictionary).
@@ -190,6 +230,9 @@ class ZO_KEL_API IVarDataDictionary : public IVarDataGuts {
   /// The text form: {key:value,...} in key order.
   virtual zo::kel::StringBase<wchar_t, char, wchar_t> getString() const = 0;
   virtual std::uint32_t size() const = 0;
+
+ protected:
+  virtual ~IVarDataDictionary() = default;
 };
 
 /// An exact absolute or relative time (IID_IVarDataSSTimeValue). The VarData kind tells which.
@@ -198,6 +241,9 @@ class ZO_KEL_API IVarDataSSTimeValue : public IVarDataGuts {
   virtual zo::kel::AbsTime getAbsTime() const = 0;
   virtual zo::kel::RelTime getRelTime() const = 0;
   virtual nZOSS100::tSSTimeValue getTimeValue() const = 0;
+
+ protected:
+  virtual ~IVarDataSSTimeValue() = default;
 };
 
 /// A value in the TG variant form (a flattened pair exchanged with TG programs): type descriptor
@@ -212,23 +258,34 @@ class ZO_KEL_API IVarDataTGVariant : public IVarDataGuts {
   /// Writes the descriptor and data vectors at cursor; BufferOverflow (nothing written) when
   /// they do not fit before limit.
   virtual void serialize(unsigned char*& cursor, const unsigned char* limit) const = 0;
-  /// The value decoded into the VarData kind it stands for.
-  virtual VarData convertToNativeType() const = 0;
+
+  /// The value decoded into the VarData kind it stands for (through get(), so for any TG variant
+  /// guts).
+  VarData convertToNativeType() const;
+
+ protected:
+  virtual ~IVarDataTGVariant() = default;
 };
 
 /// A FlexData packet (IID_IVarDataFlexData).
 class ZO_KEL_API IVarDataFlexData : public IVarDataGuts {
  public:
-  virtual const zo::kel::FlexData& getFlexData() const = 0;
-  /// Bytes that serialize writes: the packet's size.
-  virtual std::uint32_t serializationSize() const = 0;
   /// Writes the packet byte for byte at cursor; BufferOverflow (nothing written) when it does not
   /// fit before limit.
   virtual void serialize(unsigned char*& cursor, const unsigned char* limit) const = 0;
+  /// Bytes that serialize writes: the packet's size.
+  virtual std::uint32_t serializationSize() const = 0;
   /// The packet as the VarData kind it stands for.
   virtual VarData convertToNativeType() const = 0;
   /// As convertToNativeType, but a packet with named members becomes a dictionary.
   virtual VarData convertToNativeTypeOrDictionary() const = 0;
+
+  /// The packet (its bytes shared with the guts when they are the library's own; read back from
+  /// serialize() otherwise, where a malformed packet raises SyntaxError).
+  zo::kel::FlexData getFlexData() const;
+
+ protected:
+  virtual ~IVarDataFlexData() = default;
 };
 
 // Factories with plain C names (each returns a new object with a count of 1).

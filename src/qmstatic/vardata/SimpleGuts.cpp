@@ -33,9 +33,12 @@ class RawGuts final : public GutsObject<IVarDataRaw> {
   operator bool() const override { return count_ != 0; }
   operator double() const override { return 0.0; }
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    const auto* that = static_cast<const RawGuts*>(other);
+    // Through the interface: the other block may come from another module.
+    const unsigned char* theirs = nullptr;
+    std::uint32_t theirCount = 0;
+    static_cast<const IVarDataRaw*>(other)->GetData(theirs, theirCount);
     return zo::kel::CompareBuffers(zo::kel::BufferWrapper(data_, count_),
-                                   zo::kel::BufferWrapper(that->data_, that->count_));
+                                   zo::kel::BufferWrapper(theirs, theirCount));
   }
   void GetData(const unsigned char*& data, std::uint32_t& count) const override {
     data = data_;
@@ -67,7 +70,11 @@ class CellGuts final : public GutsObject<IVarDataCell> {
   operator double() const override { return static_cast<double>(value_); }
   // Row and column take no part in the order.
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    return value_.Compare(static_cast<const CellGuts*>(other)->value_);
+    std::uint16_t row = 0;
+    std::uint16_t column = 0;
+    VarData theirs;
+    static_cast<const IVarDataCell*>(other)->GetCell(&row, &column, &theirs);
+    return value_.Compare(theirs);
   }
   void GetCell(std::uint16_t* row, std::uint16_t* column, VarData* value) const override {
     *row = row_;

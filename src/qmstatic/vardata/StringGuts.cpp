@@ -68,7 +68,23 @@ T* MakeText(const Char* text, std::uint32_t length) {
   return made;
 }
 
-class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
+// Compares this text with another text guts of the same width, reached through its interface
+// (it may come from another module).
+template <class Char, class Itf, class Order>
+std::int32_t CompareTexts(const Char* text, std::uint32_t length, const Itf* other, Order order) {
+  const Char* theirs = other->GetData();
+  return order(text, text + length, theirs, theirs + other->GetLength());
+}
+
+template <class Char, class Itf>
+std::int32_t CaseCompare(const Char* text, std::uint32_t length, const Itf* other) {
+  return CompareTexts(text, length, other,
+                      [](const Char* a, const Char* ae, const Char* b, const Char* be) {
+                        return StringCaseCompare(a, ae, b, be);
+                      });
+}
+
+class AnsiGuts final : public GutsObject<IVarDataAnsi, IAnsiGuts> {
  public:
   explicit AnsiGuts(std::uint32_t length) noexcept : length_(length) {}
 
@@ -90,8 +106,6 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
     if (IsEqualGUID(iid, IID_IAnsiGuts)) return GrantInterface(static_cast<IAnsiGuts*>(this), out);
     return RefuseInterface(out);
   }
-  std::int32_t AddRef() override { return GutsObject<IVarDataAnsi>::AddRef(); }
-  std::int32_t Release() override { return GutsObject<IVarDataAnsi>::Release(); }
 
   operator bool() const override { return TruthOfText(text()); }
   operator double() const override {
@@ -100,20 +114,20 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
   }
   // Case-insensitive, like every text order of the library.
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    const auto* that = static_cast<const AnsiGuts*>(static_cast<const IVarDataAnsi*>(other));
-    return StringCaseCompare(text(), textEnd(), that->text(), that->textEnd());
+    return CaseCompare(text(), length_, static_cast<const IVarDataAnsi*>(other));
   }
 
   const char* GetData() const override { return text(); }
   std::uint32_t GetLength() const override { return length_; }
 
   std::int32_t Compare(const IAnsiGuts* other) const override {
-    const AnsiGuts& that = Of(other);
-    return StringCaseCompare(text(), textEnd(), that.text(), that.textEnd());
+    return CaseCompare(text(), length_, other->owner());
   }
   std::int32_t ExactCompare(const IAnsiGuts* other) const override {
-    const AnsiGuts& that = Of(other);
-    return StringExactCompare(text(), textEnd(), that.text(), that.textEnd());
+    return CompareTexts(text(), length_, other->owner(),
+                        [](const char* a, const char* ae, const char* b, const char* be) {
+                          return StringExactCompare(a, ae, b, be);
+                        });
   }
   std::int32_t Compare(const char* other) const override {
     const char* o = other != nullptr ? other : "";
@@ -134,8 +148,10 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
     return Mapped([](int c, bool inWord) { return inWord ? std::tolower(c) : std::toupper(c); });
   }
   IAnsiGuts* Concat(const IAnsiGuts* other) const override {
-    const AnsiGuts& that = Of(other);
-    return Joined(that.text(), that.length_);
+    const IVarDataAnsi* that = other->owner();
+    const std::uint32_t n = that->GetLength();
+    if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
+    return Joined(that->GetData(), n);
   }
   IAnsiGuts* Concat(const char* other) const override {
     const char* o = other != nullptr ? other : "";
@@ -162,10 +178,6 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi>, public IAnsiGuts {
 
  private:
   ~AnsiGuts() override = default;
-
-  static const AnsiGuts& Of(const IAnsiGuts* other) {
-    return dynamic_cast<const AnsiGuts&>(*other);
-  }
 
   AnsiGuts* Joined(const char* more, std::uint32_t n) const {
     void* raw = TextStorage<AnsiGuts, char>(length_ + n);
@@ -224,8 +236,7 @@ class UnicodeGuts final : public GutsObject<IVarDataUnicode> {
     return NumberOfText(text(), recognised);
   }
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    const auto* that = static_cast<const UnicodeGuts*>(other);
-    return StringCaseCompare(text(), text() + length_, that->text(), that->text() + that->length_);
+    return CaseCompare(text(), length_, static_cast<const IVarDataUnicode*>(other));
   }
   const wchar_t* GetData() const override { return text(); }
   std::uint32_t GetLength() const override { return length_; }

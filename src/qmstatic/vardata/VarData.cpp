@@ -329,7 +329,7 @@ VarData& VarData::operator^=(const VarData& other) { return *this = *this ^ othe
 void VarData::releaseGuts() noexcept {
   IVarDataGuts* old = guts();
   setGutsPointer(nullptr);
-  old->dropReference();
+  old->Release();
 }
 
 bool IsShared(IVarDataGuts* guts) {

@@ -263,7 +263,7 @@ class ZO_KEL_API VarData {
   // ---- References and copy on write ---------------------------------------------------------
   /// Adds a reference to the guts, if there are guts.
   void AddRef() const noexcept {
-    if (hasGuts()) guts()->addReference();
+    if (hasGuts()) guts()->AddRef();
   }
   /// Drops the guts reference, if any, and nulls the pointer (the kind stays).
   void Release() noexcept {
@@ -409,7 +409,10 @@ class ZO_KEL_API VarData {
   VarData(ScalarWords, std::uint32_t type, std::uint64_t payload) noexcept : type_(type) {
     std::memcpy(payload_, &payload, sizeof payload);
   }
-  /// Takes over a guts object with its reference (the handle must hold no guts).
+  /// Takes over a guts object with its reference (the handle must hold no guts). The guts may
+  /// come from another module when they implement the interface of the kind; arrays and
+  /// dictionaries must be the library's own (NewVectorGuts, NewVarDataDictionary), as the
+  /// library writes and reads them in place.
   void adoptGuts(std::uint32_t type, IVarDataGuts* guts) noexcept {
     type_ = type;
     setGutsPointer(guts);
@@ -479,6 +482,8 @@ class ZO_KEL_API VarData::const_iterator {
 
   const VarData& key() const { return it_->key(); }
   const VarData& value() const { return it_->value(); }
+  /// The current pair; TypeErrorException when the dictionary's iterator is not the library's
+  /// own (key() and value() serve every iterator).
   reference operator*() const;
   pointer operator->() const { return &**this; }
   const_iterator& operator++() {

@@ -7,36 +7,45 @@
 namespace zo {
 namespace kel {
 namespace detail {
-namespace {
 
 /// A position in a dictionary; keeps a copy of the owning handle, so that the dictionary lives
 /// as long as the iterator.
+///
+/// That copy shares the dictionary's body, so a write through the handle during a walk gives the
+/// handle a new body (copy on write) while the iterator stays on the old one: the walk sees the
+/// pairs it started on. Iterators of different bodies never stand at the same pair, but every
+/// iterator past the last pair equals every other one, so `it != d.end()` still ends a loop
+/// whose body writes d.
 class VarDataDictionaryIterator final : public IVarDataIterator {
  public:
-  VarDataDictionaryIterator(const VarData& owner, VarDataMap::iterator position)
-      : owner_(owner), position_(position) {}
+  VarDataDictionaryIterator(const VarData& owner, const VarDataMap& pairs,
+                            VarDataMap::iterator position)
+      : owner_(owner), pairs_(&pairs), position_(position) {}
 
-  const std::pair<const VarData, VarData>& pair() const override { return *position_; }
+  const std::pair<const VarData, VarData>& current() const { return *position_; }
   const VarData& value() const override { return position_->second; }
   const VarData& key() const override { return position_->first; }
   VarData& getValueReference() override { return position_->second; }
   void increment() override { ++position_; }
   void decrement() override { --position_; }
   bool compare(const IVarDataIterator* other) const override {
-    return position_ == static_cast<const VarDataDictionaryIterator*>(other)->position_;
+    const auto* that = dynamic_cast<const VarDataDictionaryIterator*>(other);
+    if (that == nullptr) return false;  // another module's iterator: never our position
+    const bool atEnd = position_ == pairs_->end();
+    if (that->pairs_ != pairs_) return atEnd && that->position_ == that->pairs_->end();
+    return position_ == that->position_;
   }
   IVarDataIterator* copy() const override { return new VarDataDictionaryIterator(*this); }
   void Release() override { delete this; }
 
  private:
   VarDataDictionaryIterator(const VarDataDictionaryIterator&) = default;
-  ~VarDataDictionaryIterator() override = default;
+  ~VarDataDictionaryIterator() = default;
 
   VarData owner_;
+  const VarDataMap* pairs_;
   VarDataMap::iterator position_;
 };
-
-}  // namespace
 
 std::int32_t VarDataDictionary::QueryInterface(const GUID& iid, void** out) {
   if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataDictionary})) {
@@ -82,15 +91,15 @@ VarData VarDataDictionary::getValue(const VarData& key) const {
 VarData& VarDataDictionary::getValueReference(const VarData& key) { return pairs_[key]; }
 
 IVarDataIterator* VarDataDictionary::begin(const VarData& owner) const {
-  return new VarDataDictionaryIterator(owner, pairs_.begin());
+  return new VarDataDictionaryIterator(owner, pairs_, pairs_.begin());
 }
 
 IVarDataIterator* VarDataDictionary::end(const VarData& owner) const {
-  return new VarDataDictionaryIterator(owner, pairs_.end());
+  return new VarDataDictionaryIterator(owner, pairs_, pairs_.end());
 }
 
 IVarDataIterator* VarDataDictionary::find(const VarData& key, const VarData& owner) const {
-  return new VarDataDictionaryIterator(owner, pairs_.find(key));
+  return new VarDataDictionaryIterator(owner, pairs_, pairs_.find(key));
 }
 
 void VarDataDictionary::erase(const VarData& key) { pairs_.erase(key); }
@@ -215,8 +224,15 @@ VarData::const_iterator::~const_iterator() {
   if (it_ != nullptr) it_->Release();
 }
 
+const std::pair<const VarData, VarData>* IVarDataIterator::pair() const noexcept {
+  const auto* own = dynamic_cast<const zo::kel::detail::VarDataDictionaryIterator*>(this);
+  return own == nullptr ? nullptr : &own->current();
+}
+
 VarData::const_iterator::reference VarData::const_iterator::operator*() const {
-  return it_->pair();
+  const value_type* current = it_->pair();
+  if (current == nullptr) throw TypeErrorException();
+  return *current;
 }
 
 bool VarData::const_iterator::operator==(const const_iterator& other) const {

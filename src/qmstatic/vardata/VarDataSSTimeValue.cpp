@@ -24,10 +24,11 @@ class VarDataSSTimeValue final : public GutsObject<IVarDataSSTimeValue> {
   operator bool() const override { return !(!value_.value()); }
   operator double() const override { return static_cast<double>(value_.value()); }
   std::int32_t Compare(const IVarDataGuts* other) const override {
-    const auto* that = dynamic_cast<const VarDataSSTimeValue*>(other);
-    if (that == nullptr) return 1;  // never met: values of one kind share one guts class
-    if (value_ == that->value_) return 0;
-    return value_ > that->value_ ? 1 : -1;
+    // Through the interface: the other time may come from another module.
+    const nZOSS100::tSSTimeValue theirs =
+        static_cast<const IVarDataSSTimeValue*>(other)->getTimeValue();
+    if (value_ == theirs) return 0;
+    return value_ > theirs ? 1 : -1;
   }
   zo::kel::AbsTime getAbsTime() const override { return zo::kel::AbsTime(value_); }
   zo::kel::RelTime getRelTime() const override { return zo::kel::RelTime(value_); }
