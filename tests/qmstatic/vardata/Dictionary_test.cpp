@@ -185,3 +185,42 @@ TEST(Dictionary, TextFormListsPairsInKeyOrderWithoutBlanks) {
 }
 
 }  // namespace
+
+// A loop that writes the dictionary it walks sees the pairs it started on and ends after them,
+// in the hand-written form (end() taken on every turn, after the write) and the range form.
+TEST(Dictionary, LoopsThatWriteTheirDictionaryWalkTheStartingPairs) {
+  struct Case {
+    const char* name;
+    void (*write)(VarData& d, const VarData& key);
+  } cases[] = {
+      {"assign", [](VarData& d, const VarData& key) { d.setValue(key, VarData(7.0)); }},
+      {"insert",
+       [](VarData& d, const VarData& key) {
+         d.setValue(VarData((std::string(key.getAnsiString().c_str()) + "x").c_str()),
+                    VarData(1.0));
+       }},
+      {"erase", [](VarData& d, const VarData& key) { d.erase(key); }},
+      {"replace", [](VarData& d, const VarData&) { d = VarData::dict(); }},
+  };
+  for (const Case& c : cases) {
+    for (bool rangeFor : {false, true}) {
+      SCOPED_TRACE(std::string(c.name) + (rangeFor ? " range-for" : " hand-written"));
+      VarData d = VarData::dict();
+      for (const char* key : {"a", "b", "c"}) d.setValue(VarData(key), VarData(0.0));
+      std::string seen;
+      if (rangeFor) {
+        for (const auto& pair : d) {
+          seen += pair.first.getAnsiString().c_str();
+          c.write(d, pair.first);
+        }
+      } else {
+        int turns = 0;
+        for (auto it = d.begin(); it != d.end() && turns < 10; ++it, ++turns) {
+          seen += it.key().getAnsiString().c_str();
+          c.write(d, it.key());
+        }
+      }
+      EXPECT_EQ("abc", seen);
+    }
+  }
+}

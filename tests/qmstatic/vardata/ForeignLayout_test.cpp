@@ -1,0 +1,102 @@
+// Guts objects cross module boundaries both ways: the library holds, copies, compares, converts,
+// serializes and releases guts that another module made from the interfaces' slot order, and
+// that module calls the library's guts through its own declarations (ForeignGuts_test.cpp).
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "kel/AutoBuffer.h"
+#include "qmstatic/vardata/ForeignGuts_test.h"
+#include "qmstatic/vardata/VarData.h"
+
+namespace {
+
+std::string Image(const VarData& v) {
+  zo::kel::AutoBuffer buffer;
+  v.SerializeWithSize(buffer);
+  return std::string(reinterpret_cast<const char*>(buffer.Data()), buffer.Len());
+}
+
+VarData Holding(std::uint16_t kind, void* guts) {
+  VarData v;
+  v.adoptGuts(kind, static_cast<IVarDataGuts*>(guts));
+  return v;
+}
+
+// The numeric conversion's result, or "error" when it throws.
+std::string NumberOf(const VarData& v) {
+  VarData copy(v);
+  try {
+    copy.Convert_(VarData::kNumeric);
+  } catch (...) {
+    return "error";
+  }
+  double d = 0;
+  copy.GetNumeric(d);
+  return std::to_string(d);
+}
+
+TEST(ForeignGuts, LibraryUsesForeignGutsThroughTheirSlots) {
+  const unsigned char bytes[] = {0x01, 0x02, 0x03};
+  const unsigned char more[] = {0x01, 0x02, 0x04};
+  ForeignProbe raw;
+  ForeignProbe tg;
+  {
+    VarData foreignRaw = Holding(VarData::kRaw, MakeForeignRaw(raw, bytes, 3));
+    VarData foreignTg = Holding(VarData::kTGVariant, MakeForeignTGVariant(tg, 0x0008, 0x2A));
+    const VarData ownRaw(bytes, 3);
+    const unsigned short word = 0x0008;
+    const unsigned char byte = 0x2A;
+    const VarData ownTg = VarData::tgvar(&word, 1, &byte, 1);
+    struct Case {
+      const char* name;
+      VarData& foreign;
+      const VarData& own;
+      ForeignProbe& probe;
+    } cases[] = {{"raw", foreignRaw, ownRaw, raw}, {"tg", foreignTg, ownTg, tg}};
+    for (Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      {
+        const VarData copy(c.foreign);
+        EXPECT_EQ(2, c.probe.count);
+        EXPECT_EQ(0, copy.Compare(c.own));
+        EXPECT_EQ(0, c.own.Compare(copy));
+      }
+      EXPECT_EQ(1, c.probe.count);
+      EXPECT_TRUE(static_cast<bool>(c.foreign));
+      EXPECT_EQ(Image(c.own), Image(c.foreign));
+      EXPECT_EQ(NumberOf(c.own), NumberOf(c.foreign));
+      EXPECT_EQ(1, c.probe.count);
+    }
+    EXPECT_GT(VarData(more, 3).Compare(foreignRaw), 0);
+    EXPECT_LT(foreignRaw.Compare(VarData(more, 3)), 0);
+    // Serialized and read back, the value is the library's own with the same bytes.
+    zo::kel::AutoBuffer buffer;
+    foreignRaw.SerializeWithSize(buffer);
+    const unsigned char* cursor = buffer.Data();
+    const VarData back = VarData::DeserializeWithSize(cursor, buffer.Len());
+    EXPECT_EQ(0, back.Compare(ownRaw));
+    EXPECT_EQ(1, raw.live);
+    EXPECT_EQ(1, tg.live);
+  }
+  EXPECT_EQ(0, raw.live);
+  EXPECT_EQ(0, tg.live);
+}
+
+TEST(ForeignGuts, ForeignModuleCallsLibraryGutsThroughItsDeclarations) {
+  VarData text("Ab c");
+  void* ansi = text.getGuts();
+  EXPECT_EQ("Ab c", ForeignView::text(ansi));
+  bool secondAfterFirst = false;
+  EXPECT_EQ("AB C", ForeignView::upperThroughSecondInterface(ansi, secondAfterFirst));
+  EXPECT_TRUE(secondAfterFirst);
+  EXPECT_EQ(1, ForeignView::addRefRelease(ansi));
+
+  const unsigned short words[] = {0x0008, 0x0001};
+  const unsigned char data[] = {0x2A};
+  const VarData tg = VarData::tgvar(words, 2, data, 1);
+  EXPECT_EQ("2,1,13", ForeignView::variant(tg.getGuts()));
+  EXPECT_EQ(1, ForeignView::addRefRelease(tg.getGuts()));
+}
+
+}  // namespace
