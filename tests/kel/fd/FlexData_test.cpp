@@ -245,7 +245,8 @@ TEST(FlexDataArrays, BadArraysAreRefusedAndLeaveThePacket) {
     EXPECT_STREQ("FlexData", e.getFile());
     EXPECT_EQ(1371, e.getLine());
   }
-  EXPECT_THROW(f.getElement(2), InvalidArgument);
+  EXPECT_KEL_THROW(f.getElement(2), NotFound, kNotFoundCode, "Not found");
+  EXPECT_THROW(I32(7).getElement(0), InvalidArgument);
 }
 
 TEST(FlexDataArrays, StringArraysAndGenericElements) {
@@ -294,7 +295,8 @@ TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
   EXPECT_EQ(2u, f.getMemberCount());
   EXPECT_EQ(flag, f.getMember(0));
   EXPECT_EQ(7, f.getMember(1).getI32());
-  EXPECT_THROW(f.getMember(2), InvalidArgument);
+  EXPECT_KEL_THROW(f.getMember(2), NotFound, kNotFoundCode, "Not found");
+  EXPECT_THROW(I32(7).getMember(0), InvalidArgument);
   EXPECT_THROW(f.setCluster(nullptr, 0), InvalidArgument);
   FlexData none[2] = {I32(1), FlexData()};
   EXPECT_THROW(f.setCluster(none, 2), InvalidArgument);
