@@ -126,6 +126,10 @@ TEST(Conversion, TextRules) {
   EXPECT_EQ("0x000000FF", Narrow(VarData::bitArray(255)));
   EXPECT_EQ("0x00000000", Narrow(VarData::num(-3, VarData::kBitArray)));
   EXPECT_EQ("0xFFFFFFFF", Narrow(VarData::num(1e20, VarData::kBitArray)));
+  // NaN shows the bits it reads as.
+  const VarData nanBits = VarData::num(std::nan(""), VarData::kBitArray);
+  EXPECT_EQ(0xFFFFFFFFu, nanBits.getBitArray32Fast());
+  EXPECT_EQ("0xFFFFFFFF", Narrow(nanBits));
   EXPECT_EQ("0x0123456789ABCDEF", Narrow(Id(0x0123456789ABCDEFULL)));
   EXPECT_EQ("", Narrow(VarData()));
   EXPECT_EQ("", Narrow(VarData::pulse()));
