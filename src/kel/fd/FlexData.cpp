@@ -605,6 +605,8 @@ AutoBuffer WithAttribute(const unsigned char* end, const unsigned char* md, cons
         found = true;
       } else {
         entries.Append(p, static_cast<std::uint32_t>(next - p));
+        // A last entry read without its pad byte gets it back: entries follow it now.
+        if (((next - p) & 1) != 0) entries.Append("", 1);
       }
       p = next;
     }
