@@ -206,9 +206,12 @@ void AutoBuffer::Modify(std::uint32_t offset, const void* p, std::uint32_t n) {
 void AutoBuffer::Replace(const unsigned char* a, std::uint32_t na, const unsigned char* b,
                          std::uint32_t nb) {
   const std::uint32_t total = na + nb;
-  if (total != 0 && guts_ != nullptr && guts_->count_.getCount() > 1 && guts_->capacity_ >= total) {
+  if (total != 0 && guts_ != nullptr && guts_->Len() != 0 && guts_->count_.getCount() > 1 &&
+      guts_->capacity_ >= total) {
     // Reserve does nothing here and Erase detaches, so the bytes land in a fresh body sized by
-    // the growth policy; built aside so that a failure leaves this buffer as it was.
+    // the growth policy; built aside so that a failure leaves this buffer as it was. (A shared
+    // body with nothing in it is not detached by Erase: the first Append copies it with its
+    // room, below.)
     AutoBuffer fresh;
     fresh.Append(a, na);
     fresh.Append(b, nb);

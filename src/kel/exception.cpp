@@ -1,6 +1,9 @@
 // Codes and messages of the exception family.
 #include "kel/exception.h"
 
+#include <memory>
+
+#include "kel/osdep/WideToAnsi.h"
 
 namespace zo {
 namespace kel {
@@ -13,13 +16,20 @@ detail::SharedMessage MakeMessage(const char* prefix, const char* detail) {
   return std::make_shared<const std::string>(std::move(text));
 }
 
-// Details are the library's own texts; a character outside ASCII cannot be shown in every
-// locale's narrow form and becomes '?'.
+// A wide detail is narrowed to the locale's code set like every other wide text, so that a
+// name from a packet reads the same in the message as on the caller's terminal. Should the
+// locale's converter be unavailable, the message still gets made: each character outside ASCII
+// then becomes '?'.
 std::string NarrowDetail(const wchar_t* detail) {
   std::string text;
-  if (detail == nullptr) return text;
-  for (const wchar_t* p = detail; *p != L'\0'; ++p) {
-    text += (*p >= 0 && *p < 0x80) ? static_cast<char>(*p) : '?';
+  if (detail == nullptr || *detail == L'\0') return text;
+  try {
+    std::unique_ptr<char[]> narrow(osdep::WideToAnsi(detail, ""));
+    return text.assign(narrow.get());
+  } catch (const Exception&) {
+    for (const wchar_t* p = detail; *p != L'\0'; ++p) {
+      text += (*p >= 0 && *p < 0x80) ? static_cast<char>(*p) : '?';
+    }
   }
   return text;
 }

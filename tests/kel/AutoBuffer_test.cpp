@@ -337,6 +337,17 @@ TEST(AutoBuffer, FlatRecordReadCapacityAndSharing) {
   EXPECT_EQ(0x5A, sharedLarge.Data()[199]);
   EXPECT_EQ("keep", Text(keeper));
   EXPECT_EQ(500u, keeper.MemUsage());
+
+  // A shared body with nothing in it is not detached by the read's erase step: the copy made
+  // for the append keeps the body's room.
+  AutoBuffer sharedEmpty(500);
+  const AutoBuffer emptyKeeper = sharedEmpty;
+  pos = record.data();
+  sharedEmpty.deserialize(pos, end);
+  EXPECT_EQ(500u, sharedEmpty.MemUsage());
+  EXPECT_EQ(0x5A, sharedEmpty.Data()[199]);
+  EXPECT_EQ(0u, emptyKeeper.Len());
+  EXPECT_EQ(500u, emptyKeeper.MemUsage());
 }
 
 TEST(AutoBuffer, ExhaustedMemoryLeavesTheBufferAsItWas) {

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string>
 
+#include "support/ScopedLocale.h"
+
 namespace {
 
 using namespace zo::kel::exception;
@@ -57,6 +59,17 @@ TEST(Exception, SyntaxErrorDetailIsPrefixed) {
   EXPECT_STREQ("SyntaxError: packet ends inside an array header",
                SyntaxError("fd", 1, L"packet ends inside an array header").what());
   EXPECT_STREQ("SyntaxError: bad length", SyntaxError("fd", 1, "bad length").what());
+}
+
+TEST(Exception, SyntaxErrorWideDetailTakesTheLocaleCodeSet) {
+  {
+    const zo_kel_test::ScopedLocale utf8("C.UTF-8");
+    EXPECT_STREQ("SyntaxError: name \xC3\xA9t\xC3\xA9 \xE2\x82\xAC",
+                 SyntaxError("fd", 1, L"name \u00E9t\u00E9 \u20AC").what());
+  }
+  const zo_kel_test::ScopedLocale c("C");
+  EXPECT_STREQ("SyntaxError: name ?t? ?",
+               SyntaxError("fd", 1, L"name \u00E9t\u00E9 \u20AC").what());
 }
 
 TEST(Exception, ClassTreeLetsCallersCatchByFamily) {

@@ -16,17 +16,10 @@
 #include "kel/time/AbsTime.h"
 #include "qmdynamic/VarDataFlexData.h"
 #include "qmstatic/vardata/VarData.h"
+#include "support/OperatorNewOwner.h"
 
-// ThreadSanitizer's runtime defines the global operator new and delete itself (statically), so
-// this program cannot replace them there; the default, i386 and sanitize configurations run it.
-#if defined(__SANITIZE_THREAD__)
-#define ZO_KEL_RUNTIME_OWNS_OPERATOR_NEW 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define ZO_KEL_RUNTIME_OWNS_OPERATOR_NEW 1
-#endif
-#endif
-
+// This program replaces operator new, which it cannot under ThreadSanitizer; the default, i386
+// and sanitize configurations run it.
 #ifdef ZO_KEL_RUNTIME_OWNS_OPERATOR_NEW
 
 TEST(AllocationFailure, EveryRefusedAllocationOfARoundTripEndsCleanly) {

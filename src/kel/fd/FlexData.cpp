@@ -54,6 +54,10 @@ bool IsAStringFamily(std::uint16_t code) noexcept {
 void Require(bool condition) {
   if (!condition) throw exception::InvalidArgument(ZO_KEL_SOURCE_NAME, __LINE__);
 }
+// An element or member index past the last one names something the packet does not hold.
+void RequireIndex(bool inRange) {
+  if (!inRange) throw exception::NotFound(ZO_KEL_SOURCE_NAME, __LINE__);
+}
 
 // A packet under construction: its MD and its data are gathered apart and joined by Finish.
 class Builder {
@@ -500,7 +504,8 @@ Vector<AString> FlexData::getAStringArray() const {
 
 FlexData FlexData::getElement(std::uint64_t index) const {
   const View v = view();
-  Require(v.code == Code(FlexType::Array) && index < v.elementCount());
+  Require(v.code == Code(FlexType::Array));
+  RequireIndex(index < v.elementCount());
   const unsigned char* md = v.elementMd();
   const unsigned char* mdEnd = v.elementMdEnd();
   const std::uint16_t code = v.elementCode();
@@ -545,7 +550,8 @@ std::uint16_t FlexData::getMemberCount() const {
 
 FlexData FlexData::getMember(std::uint16_t index) const {
   const View v = view();
-  Require(v.code == Code(FlexType::Cluster) && index < LoadU16(v.type + 2));
+  Require(v.code == Code(FlexType::Cluster));
+  RequireIndex(index < LoadU16(v.type + 2));
   const unsigned char* member = v.type + 4;
   const unsigned char* data = v.data;
   for (std::uint16_t i = 0; i < index; ++i) {
@@ -599,6 +605,8 @@ AutoBuffer WithAttribute(const unsigned char* end, const unsigned char* md, cons
         found = true;
       } else {
         entries.Append(p, static_cast<std::uint32_t>(next - p));
+        // A last entry read without its pad byte gets it back: entries follow it now.
+        if (((next - p) & 1) != 0) entries.Append("", 1);
       }
       p = next;
     }

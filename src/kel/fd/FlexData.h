@@ -49,10 +49,10 @@ constexpr FlexType HostFlexType() noexcept {
 /// attributes. One object is not safe for concurrent mutation; distinct copies are.
 ///
 /// Errors: bytes that are not a packet raise zo::kel::exception::SyntaxError with a detail; an
-/// accessor asked for something the packet does not hold (the I32 of a string, member 3 of a
-/// 2-member cluster, an element of a non-array) raises InvalidArgument; a missing attribute and
-/// any accessor of an empty FlexData raise NotFound; a packet that would exceed 4 GiB raises
-/// std::bad_alloc, as an exhausted heap does.
+/// accessor asked for a value of another type (the I32 of a string, an element of a non-array)
+/// raises InvalidArgument; a missing attribute, element or member (member 3 of a 2-member
+/// cluster) and any accessor of an empty FlexData raise NotFound; a packet that would exceed 4 GiB
+/// raises std::bad_alloc, as an exhausted heap does.
 class ZO_KEL_API FlexData {
  public:
   /// Empty: holds no packet.
@@ -217,8 +217,9 @@ class ZO_KEL_API FlexData {
   /// Copies of the texts of every element of an AString array, in row-major order;
   /// InvalidArgument for other types.
   Vector<AString> getAStringArray() const;
-  /// Element `index` (row-major) of any array, as a packet of its own; InvalidArgument when
-  /// out of range. Takes time in proportion to index for elements of variable size.
+  /// Element `index` (row-major) of any array, as a packet of its own; InvalidArgument for other
+  /// types, NotFound when out of range. Takes time in proportion to index for elements of variable
+  /// size.
   FlexData getElement(std::uint64_t index) const;
 
   // Clusters.
@@ -230,7 +231,8 @@ class ZO_KEL_API FlexData {
   }
   /// The number of members of a cluster; InvalidArgument for other types.
   std::uint16_t getMemberCount() const;
-  /// Member `index` of a cluster as a packet of its own; InvalidArgument when out of range.
+  /// Member `index` of a cluster as a packet of its own; InvalidArgument for other types,
+  /// NotFound when out of range.
   FlexData getMember(std::uint16_t index) const;
 
   // Nested packets.

@@ -344,6 +344,17 @@ std::uint64_t TypeLayout::MeasureArray(const Node& node, const unsigned char* da
   return static_cast<std::uint64_t>(p - data);
 }
 
+// Where an attribute value whose data of `size` bytes starts at data ends: after the pad byte
+// that makes the data even, except that the last value of a section may end with the section,
+// without its pad byte (as some producers write it).
+const unsigned char* ValueDataEnd(const unsigned char* data, std::uint64_t size,
+                                  const unsigned char* sectionEnd) {
+  const std::uint64_t padded = RoundUpEven(size);
+  if (Fits(padded, data, sectionEnd)) return data + padded;
+  ZO_FD_REQUIRE(Fits(size, data, sectionEnd), L"attribute value runs past the end of its section");
+  return data + size;  // the section's end
+}
+
 void ValidateAttributeSection(const unsigned char* section, const unsigned char* end,
                               std::uint32_t depth) {
   ZO_FD_REQUIRE(depth < kMaxNestingDepth, L"types nest deeper than 256 levels");
@@ -352,10 +363,7 @@ void ValidateAttributeSection(const unsigned char* section, const unsigned char*
   while (p != sectionEnd) {
     const AttributeName name = ParseAttributeName(p, sectionEnd);
     TypeLayout value(name.value, sectionEnd, depth + 1, true);
-    const std::uint64_t size = RoundUpEven(value.dataSize(value.mdEnd(), sectionEnd));
-    ZO_FD_REQUIRE(Fits(size, value.mdEnd(), sectionEnd),
-                  L"attribute value runs past the end of its section");
-    p = value.mdEnd() + size;
+    p = ValueDataEnd(value.mdEnd(), value.dataSize(value.mdEnd(), sectionEnd), sectionEnd);
   }
 }
 
@@ -389,10 +397,7 @@ const unsigned char* AttributeSectionEnd(const unsigned char* section, const uns
 const unsigned char* AttributeValueEnd(const unsigned char* value,
                                        const unsigned char* sectionEnd) {
   TypeLayout layout(value, sectionEnd, 0, false);
-  const std::uint64_t size = RoundUpEven(layout.dataSize(layout.mdEnd(), sectionEnd));
-  ZO_FD_REQUIRE(Fits(size, layout.mdEnd(), sectionEnd),
-                L"attribute value runs past the end of its section");
-  return layout.mdEnd() + size;
+  return ValueDataEnd(layout.mdEnd(), layout.dataSize(layout.mdEnd(), sectionEnd), sectionEnd);
 }
 
 std::uint32_t ValidatePacket(const unsigned char* packet, const unsigned char* end,

@@ -89,7 +89,8 @@ AttributeName ParseAttributeName(const unsigned char* p, const unsigned char* se
 const unsigned char* AttributeSectionEnd(const unsigned char* section, const unsigned char* end);
 
 /// Where the value of the entry whose value MD starts at value ends (MD, data and the pad byte
-/// that makes the data even), checked against sectionEnd.
+/// that makes the data even; the last value of a section may end at sectionEnd without it),
+/// checked against sectionEnd.
 const unsigned char* AttributeValueEnd(const unsigned char* value, const unsigned char* sectionEnd);
 
 /// Checks everything about the packet at packet, nested packets and attribute values included:

@@ -5,7 +5,6 @@
 #include <sys/time.h>
 
 #include <clocale>
-#include <langinfo.h>
 #include <cstring>
 #include <cwchar>
 #include <memory>
@@ -93,11 +92,9 @@ WString GetSystemDateFormat() {
 WString GetSystemTimeFormat() {
   CriticalSectionGuard lock(g_timeConversionGuard);
   std::setlocale(LC_TIME, "");
-  // The locale's own time format ("%H:%M:%S" in the C locale) rather than "%X", so that a
-  // fraction of a second can follow its seconds.
-  const char* format = nl_langinfo(T_FMT);
-  if (format == nullptr || *format == '\0') return WString(L"%X");
-  return WString(zo::kel::AString(format));
+  // Deliberately the conversion, not the locale's expansion of it: the expansion ("%H:%M:%S" in
+  // the C locale, "%T" in others) would show a fraction in some locales and not in others.
+  return WString(L"%X");
 }
 
 void GetDecimalSeparator(char* dst, std::uint32_t size) {

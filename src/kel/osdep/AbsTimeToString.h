@@ -31,8 +31,9 @@ ZO_KEL_API AbsTime GetCurrentAbsTime();
 /// run under g_timeConversionGuard, so conversions in several threads do not race; a program that
 /// calls setlocale itself while other threads convert times must hold that lock too.
 ZO_KEL_API WString GetSystemDateFormat();
-/// As GetSystemDateFormat, returning the locale's time format ("%H:%M:%S" in the C locale),
-/// so that fraction digits can be placed after its seconds.
+/// As GetSystemDateFormat, returning "%X", the locale's time conversion. "%X" holds no "%S", so
+/// a time text made with the system time format shows no fraction of a second in any locale;
+/// pass an explicit time format such as "%H:%M:%S" to get one.
 ZO_KEL_API WString GetSystemTimeFormat();
 
 /// Copies the current locale's decimal point into `dst`, NUL-terminated: at most size - 1

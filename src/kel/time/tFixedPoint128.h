@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "kel/export.h"
 
@@ -83,16 +84,21 @@ class ZO_KEL_API tFixedPoint128 {
                           (std::uint64_t{w1} << 32) | w0);
   }
 
+  // The three conversions are implicit, as for a built-in number (`double d = t;`). A mixed
+  // expression with a built-in number (t + 1.5, t < 2, 3 * t) would then be ambiguous between the
+  // members here and the built-in operators; the free operators after the class settle it for
+  // the fixed-point arithmetic.
+
   /// The value as an extended-precision number: the words are scaled and summed from the least
   /// significant up (the sum of the low two is exact, the integer words round to nearest). A
   /// negative value is converted as its magnitude and negated.
-  explicit operator long double() const noexcept;
+  operator long double() const noexcept;  // NOLINT(google-explicit-constructor)
   /// The `long double` conversion rounded to double.
-  explicit operator double() const noexcept;
+  operator double() const noexcept;  // NOLINT(google-explicit-constructor)
   /// The low 32 bits of the integer part. The fraction is dropped from the two's-complement
   /// words as they stand, so a negative value gives its floor modulo 2^32 (-0.5 gives
   /// 0xFFFFFFFF), deliberately: callers round first when they need rounding.
-  explicit operator std::uint32_t() const noexcept;
+  operator std::uint32_t() const noexcept;  // NOLINT(google-explicit-constructor)
   /// The integer words as they stand: for `size` 8 words 3 and 2, for `size` 4 word 2, for any
   /// other size the low 16 bits of word 2, zero-extended. `isSigned` names the caller's target
   /// and does not change the bits.
@@ -204,6 +210,103 @@ ZO_KEL_API bool operator!=(const tSignedFixedPoint128& lhs, std::uint32_t rhs) n
 /// `lhs` converted to fixed point minus `rhs` (wrapping).
 ZO_KEL_API tSignedFixedPoint128 operator-(std::int32_t lhs,
                                           const tSignedFixedPoint128& rhs) noexcept;
+
+namespace detail {
+
+/// Enables the mixed operators for a built-in number that converts to the fixed-point type
+/// without ambiguity (int, std::uint32_t, float, double, long double).
+template <class Number, class Fixed>
+using IfMixedOperand = typename std::enable_if<
+    std::is_arithmetic<Number>::value && std::is_convertible<Number, Fixed>::value, int>::type;
+
+}  // namespace detail
+
+/// Arithmetic and comparison of a fixed-point value with a built-in number: the number is first
+/// converted to fixed point (exactly for integers, truncated at 2^-64 for floating point), and
+/// the fixed-point operation gives the result, so `t + 0.5` and `2 * t` stay exact fixed-point
+/// values and `t < 1` compares exactly.
+///@{
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator+(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a + tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator+(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) + b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator-(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a - tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator-(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) - b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator*(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a * tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator*(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) * b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator/(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a / tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+tFixedPoint128<F, S> operator/(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) / b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator==(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a == tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator==(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) == b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator!=(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a != tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator!=(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) != b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator<(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a < tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator<(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) < b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator<=(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a <= tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator<=(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) <= b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator>(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a > tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator>(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) > b;
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator>=(const tFixedPoint128<F, S>& a, N b) noexcept {
+  return a >= tFixedPoint128<F, S>(b);
+}
+template <int F, bool S, class N, detail::IfMixedOperand<N, tFixedPoint128<F, S>> = 0>
+bool operator>=(N a, const tFixedPoint128<F, S>& b) noexcept {
+  return tFixedPoint128<F, S>(a) >= b;
+}
+///@}
 
 namespace detail {
 

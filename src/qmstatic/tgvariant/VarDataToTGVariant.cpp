@@ -1,13 +1,12 @@
 // The TG variant writer: a VarData flattened into descriptor words and big-endian data bytes,
 // and the sizing of both.
 #include <algorithm>
-#include <cfloat>
-#include <cmath>
 #include <cstring>
 #include <vector>
 
 #include "kel/Limits.h"
 #include "kel/exception.h"
+#include "kel/fd/NumericConversion.h"
 #include "kel/osdep/StringCaseCompare.h"
 #include "kel/time/AbsTime.h"
 #include "qmstatic/tgvariant/TGVariant.h"
@@ -65,20 +64,16 @@ class DataSink {
   std::uint64_t count_ = 0;
 };
 
-// Truncation toward zero, saturated to [lo, hi]; NaN gives 0.
-double Saturated(double d, double lo, double hi) {
-  if (std::isnan(d)) return 0.0;
-  return std::trunc(std::min(std::max(d, lo), hi));
-}
-
-// The double rounded to single precision; magnitudes that round beyond the largest float give
-// infinity, as the processor's conversion does (a plain cast of them is undefined).
-float ToFloat(double d) {
-  // FLT_MAX plus half its last place: from here on, round to nearest even gives infinity.
-  constexpr double kOverflow = static_cast<double>(FLT_MAX) + 0x1p103;
-  if (d >= kOverflow) return HUGE_VALF;
-  if (d <= -kOverflow) return -HUGE_VALF;
-  return static_cast<float>(d);
+// A number converted to a TG number type as the library converts numbers into packet elements:
+// truncation toward zero keeping the low bits (300 as a signed byte is 0x2C), the processor's
+// integer-indefinite value beyond the range, rounding to nearest for single precision. Defined
+// for every double, NaN and infinities included.
+template <typename To>
+To AsPacketElement(double d) {
+  To out{};
+  zo::kel::fd::copyEltsHelper<double, To>(1, zo::kel::fd::TAEndian::Host, &d,
+                                          zo::kel::fd::TAEndian::Host, &out);
+  return out;
 }
 
 std::uint16_t NumericCode(std::uint16_t qualifier) {
@@ -262,22 +257,19 @@ void Writer::writeData(const VarData& value, DataSink& sink, std::uint32_t depth
           std::memcpy(&bits, &d, sizeof bits);
           return sink.putU64(bits);
         case VarData::kInt8:
-          return sink.putU8(
-              static_cast<std::uint8_t>(static_cast<std::int8_t>(Saturated(d, -128, 127))));
+          return sink.putU8(static_cast<std::uint8_t>(AsPacketElement<signed char>(d)));
         case VarData::kInt16:
-          return sink.putU16(
-              static_cast<std::uint16_t>(static_cast<std::int16_t>(Saturated(d, -32768, 32767))));
+          return sink.putU16(static_cast<std::uint16_t>(AsPacketElement<short>(d)));
         case VarData::kInt32:
-          return sink.putU32(static_cast<std::uint32_t>(
-              static_cast<std::int32_t>(Saturated(d, -2147483648.0, 2147483647.0))));
+          return sink.putU32(static_cast<std::uint32_t>(AsPacketElement<std::int32_t>(d)));
         case VarData::kUInt8:
-          return sink.putU8(static_cast<std::uint8_t>(Saturated(d, 0, 255)));
+          return sink.putU8(AsPacketElement<unsigned char>(d));
         case VarData::kUInt16:
-          return sink.putU16(static_cast<std::uint16_t>(Saturated(d, 0, 65535)));
+          return sink.putU16(AsPacketElement<unsigned short>(d));
         case VarData::kUInt32:
-          return sink.putU32(static_cast<std::uint32_t>(Saturated(d, 0, 4294967295.0)));
+          return sink.putU32(AsPacketElement<std::uint32_t>(d));
         case VarData::kFloat: {
-          const float f = ToFloat(d);
+          const float f = AsPacketElement<float>(d);
           std::uint32_t fbits = 0;
           std::memcpy(&fbits, &f, sizeof fbits);
           return sink.putU32(fbits);

@@ -69,12 +69,6 @@ AString HexText(std::uint64_t id) {
   return AString(buffer);
 }
 
-std::uint32_t ClampedBits(double d) {
-  if (!(d < 4294967295.0)) return d != d ? 0u : 0xFFFFFFFFu;
-  if (d <= 0.0) return 0;
-  return static_cast<std::uint32_t>(d);
-}
-
 // The text of an absolute time as displays show it: the system's date and time formats, three
 // fraction digits, local time, date first.
 WString AbsTimeText(const VarData& value) {
@@ -101,7 +95,9 @@ bool AsciiText(const VarData& value, AString& text) {
     }
     case VarData::kNumeric: {
       const double d = static_cast<double>(value);
-      text = value.getQualifier() == VarData::kBitArray ? HexText(ClampedBits(d)) : GeneralText(d);
+      // A bit array shows the bits it reads as (NaN as all bits set), so text and bits agree.
+      text = value.getQualifier() == VarData::kBitArray ? HexText(value.getBitArray32Fast())
+                                                        : GeneralText(d);
       return true;
     }
     case VarData::kID64: {

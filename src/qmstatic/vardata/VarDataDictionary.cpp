@@ -75,7 +75,8 @@ std::int32_t VarDataDictionary::Compare(const IVarDataGuts* other) const {
 
 void VarDataDictionary::setValue(const VarData& key, const VarData& value) {
   auto position = pairs_.lower_bound(key);
-  if (position != pairs_.end() && key.Compare(position->first) == 0) {
+  // Equal keys by the map's own order (which keeps NaN apart from the numbers).
+  if (position != pairs_.end() && !pairs_.key_comp()(key, position->first)) {
     position->second = value;
   } else {
     pairs_.emplace_hint(position, key, value);

@@ -11,9 +11,22 @@ namespace zo {
 namespace kel {
 namespace detail {
 
-/// Key order of dictionaries: ascending VarData::Compare.
+/// Key order of dictionaries: ascending VarData::Compare, with one exception for NaN numbers.
+/// Compare finds a NaN equal to every number, which no tree can keep as an order (1 and 2 would
+/// both be the key NaN); among the keys a NaN is therefore one key of its own, after every other
+/// number, which is still ascending by Compare.
 struct VarDataKeyLess {
-  bool operator()(const VarData& a, const VarData& b) const { return a.Compare(b) < 0; }
+  bool operator()(const VarData& a, const VarData& b) const {
+    const bool aNaN = IsNaNNumber(a);
+    const bool bNaN = IsNaNNumber(b);
+    if ((aNaN || bNaN) && a.getKind() == b.getKind()) return bNaN && !aNaN;
+    return a.Compare(b) < 0;
+  }
+  static bool IsNaNNumber(const VarData& v) {
+    if (v.getKind() != VarData::kNumeric) return false;
+    const double d = static_cast<double>(v);
+    return d != d;
+  }
 };
 
 using VarDataMap = std::map<VarData, VarData, VarDataKeyLess>;

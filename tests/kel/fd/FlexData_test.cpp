@@ -245,7 +245,8 @@ TEST(FlexDataArrays, BadArraysAreRefusedAndLeaveThePacket) {
     EXPECT_STREQ("FlexData", e.getFile());
     EXPECT_EQ(1371, e.getLine());
   }
-  EXPECT_THROW(f.getElement(2), InvalidArgument);
+  EXPECT_KEL_THROW(f.getElement(2), NotFound, kNotFoundCode, "Not found");
+  EXPECT_THROW(I32(7).getElement(0), InvalidArgument);
 }
 
 TEST(FlexDataArrays, StringArraysAndGenericElements) {
@@ -294,7 +295,8 @@ TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
   EXPECT_EQ(2u, f.getMemberCount());
   EXPECT_EQ(flag, f.getMember(0));
   EXPECT_EQ(7, f.getMember(1).getI32());
-  EXPECT_THROW(f.getMember(2), InvalidArgument);
+  EXPECT_KEL_THROW(f.getMember(2), NotFound, kNotFoundCode, "Not found");
+  EXPECT_THROW(I32(7).getMember(0), InvalidArgument);
   EXPECT_THROW(f.setCluster(nullptr, 0), InvalidArgument);
   FlexData none[2] = {I32(1), FlexData()};
   EXPECT_THROW(f.setCluster(none, 2), InvalidArgument);
@@ -372,6 +374,32 @@ TEST(FlexDataAttributes, SetGetReplaceRemove) {
   EXPECT_EQ(inner, f.getAttribute("nested"));
   EXPECT_EQ(Text("b"), f.getAttribute("nested").getAttribute("a"));
   EXPECT_THROW(f.setAttribute("x", FlexData()), InvalidArgument);
+}
+
+TEST(FlexDataAttributes, LastValueMayEndItsSectionWithoutThePadByte) {
+  // I32 7 with the attribute u = "abc": the section (27 bytes from its length field) ends right
+  // after "abc", without the pad byte that would make the value even.
+  const FlexData f = FromHex(
+      "27 00 00 00 02 40 1B 00 00 00 03 40 0C 00 00 00 00 09 01 00 00 00 75 00 "
+      "00 09 03 00 00 00 61 62 63 00 03 07 00 00 00");
+  EXPECT_EQ(7, f.getI32());
+  EXPECT_EQ(Text("abc"), f.getAttribute("u"));
+  // Adding an attribute after it gives the value its pad byte back.
+  FlexData more = f;
+  more.setAttribute("v", I32(1));
+  EXPECT_EQ(Text("abc"), more.getAttribute("u"));
+  EXPECT_EQ(I32(1), more.getAttribute("v"));
+  EXPECT_NE(std::string::npos, HexOf(more).find("61 62 63 00 03 40"));
+
+  // Between two entries the pad byte is required, and a section shorter than the value fails.
+  for (const char* bad :
+       {"39 00 00 00 02 40 2D 00 00 00 03 40 0C 00 00 00 00 09 01 00 00 00 75 00 00 09 03 00 00 "
+        "00 61 62 63 03 40 0C 00 00 00 00 09 01 00 00 00 76 00 00 01 01 00 00 03 07 00 00 00",
+        "26 00 00 00 02 40 1A 00 00 00 03 40 0C 00 00 00 00 09 01 00 00 00 75 00 00 09 03 00 00 "
+        "00 61 62 00 03 07 00 00 00"}) {
+    const Bytes bytes = Hex(bad);
+    EXPECT_THROW(FlexData(bytes.data(), bytes.data() + bytes.size()), SyntaxError) << bad;
+  }
 }
 
 TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {

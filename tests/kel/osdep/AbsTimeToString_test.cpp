@@ -3,6 +3,7 @@
 #include "kel/osdep/AbsTimeToString.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 #include <atomic>
 #include <chrono>
@@ -159,12 +160,29 @@ TEST(AbsTimeToString, LocalTimeFollowsThePinnedZone) {
 }
 
 TEST(AbsTimeToString, SystemFormatsAndSeparator) {
+  // The system formats are the locale's conversions: no "%S" to put a fraction after, in any
+  // locale, while an explicit time format gets it in every locale. (The separator comes from
+  // the program's numeric category, which the environment does not change: C here.)
+  const struct {
+    const char* locale;
+    const wchar_t* systemText;
+    const wchar_t* explicitText;
+  } rows[] = {{"C", L"07/01/00 12:00:00", L"07/01/00 12:00:00.250"},
+              {"de_DE.UTF-8", L"01.07.2000 12:00:00", L"01.07.2000 12:00:00.250"}};
+  for (const auto& row : rows) {
+    const ScopedEnv locale("LC_ALL", row.locale);
+    EXPECT_EQ(L"%x", Text(GetSystemDateFormat())) << row.locale;
+    EXPECT_EQ(L"%X", Text(GetSystemTimeFormat())) << row.locale;
+    const AbsTime t = Unix(962452800.0, 0.25);
+    EXPECT_EQ(row.systemText,
+              Text(AbsTimeToString(t, nullptr, nullptr, 3, kTimeStringUTC, false, nullptr)))
+        << row.locale;
+    EXPECT_EQ(row.explicitText,
+              Text(AbsTimeToString(t, nullptr, L"%H:%M:%S", 3, kTimeStringUTC, false, nullptr)))
+        << row.locale;
+  }
   const ScopedEnv locale("LC_ALL", "C");
-  EXPECT_EQ(L"%x", Text(GetSystemDateFormat()));
-  EXPECT_EQ(L"%H:%M:%S", Text(GetSystemTimeFormat()));
-  // Null formats are the C locale's date and time, the fraction after the seconds.
-  EXPECT_EQ(L"07/01/00 12:00:00.000", Text(AbsTimeToString(Unix(962452800.0), nullptr, nullptr, 3,
-                                                       kTimeStringUTC, false, nullptr)));
+  GetSystemDateFormat();  // puts the process's time category back to C
   char point[4] = {'x', 'x', 'x', 'x'};
   GetDecimalSeparator(point, sizeof point);
   EXPECT_STREQ(".", point);
@@ -177,11 +195,14 @@ TEST(AbsTimeToString, SystemFormatsAndSeparator) {
 }
 
 TEST(AbsTimeToString, CurrentTimeReadsTheClock) {
-  const std::time_t before = std::time(nullptr);
+  // Bounded by the clock the library reads: std::time may read a coarser clock that lags it.
+  timeval before{};
+  timeval after{};
+  gettimeofday(&before, nullptr);
   const AbsTime now = GetCurrentAbsTime();
-  const std::time_t after = std::time(nullptr);
-  EXPECT_GE(now.getSecondsImpl(), static_cast<std::int64_t>(before) + 2082844800);
-  EXPECT_LE(now.getSecondsImpl(), static_cast<std::int64_t>(after) + 2082844800);
+  gettimeofday(&after, nullptr);
+  EXPECT_GE(now.getSecondsImpl(), static_cast<std::int64_t>(before.tv_sec) + 2082844800);
+  EXPECT_LE(now.getSecondsImpl(), static_cast<std::int64_t>(after.tv_sec) + 2082844800);
   EXPECT_LT(now.getFractionImpl(), 1.0);
 }
 

@@ -250,6 +250,35 @@ TEST(tFixedPoint128, ConversionToUnsignedLongTakesTheIntegerWords) {
   EXPECT_EQ(0x2345u, Fixed(0x12345u).ConversionHelper(1, true));
 }
 
+// Values convert implicitly, as built-in numbers do, and mix with built-in numbers in fixed-point
+// arithmetic and comparisons (the number converted first, so results stay exact).
+double Seconds(double s) { return s; }
+
+TEST(tFixedPoint128, MixesWithBuiltInNumbersLikeANumber) {
+  const Fixed t(1.5);
+  const double d = t;
+  const long double x = t;
+  const std::uint32_t whole = t;
+  EXPECT_EQ(1.5, d);
+  EXPECT_EQ(1.5L, x);
+  EXPECT_EQ(1u, whole);
+  EXPECT_EQ(1.5, Seconds(t));
+
+  const Fixed tiny = F(0, 0, 0, 1);  // 2^-64: lost in any floating-point sum with 1
+  EXPECT_EQ(F(0, 1, 0, 1), tiny + 1);
+  EXPECT_EQ(F(0, 1, 0, 1), 1.0 + tiny);
+  EXPECT_EQ(F(0xFFFFFFFF, 0xFFFFFFFF, 0, 1), tiny - 1);
+  EXPECT_EQ(F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF), 1u - tiny);
+  EXPECT_EQ(Fixed(4.5), t * 3);
+  EXPECT_EQ(Fixed(-3.0), -2.0 * t);
+  EXPECT_EQ(Fixed(0.75), t / 2);
+  EXPECT_EQ(Fixed(2), 3.0L / t);
+  EXPECT_TRUE(t == 1.5 && 1.5f == t && t != 1 && 2u != t);
+  EXPECT_TRUE(t < 2 && 1 < t && t <= 1.5 && 1.5 <= t && t > 1.25 && 1.75 > t);
+  EXPECT_TRUE(t >= 1.5L && 2 >= t);
+  EXPECT_FALSE(tiny + 1 == 1);  // compared exactly, not as doubles
+}
+
 TEST(tFixedPoint128, SignedAndUnsignedOrders) {
   const Fixed min = F(0x80000000, 0, 0, 0);
   const Fixed max = F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);

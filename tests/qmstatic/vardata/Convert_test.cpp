@@ -126,6 +126,10 @@ TEST(Conversion, TextRules) {
   EXPECT_EQ("0x000000FF", Narrow(VarData::bitArray(255)));
   EXPECT_EQ("0x00000000", Narrow(VarData::num(-3, VarData::kBitArray)));
   EXPECT_EQ("0xFFFFFFFF", Narrow(VarData::num(1e20, VarData::kBitArray)));
+  // NaN shows the bits it reads as.
+  const VarData nanBits = VarData::num(std::nan(""), VarData::kBitArray);
+  EXPECT_EQ(0xFFFFFFFFu, nanBits.getBitArray32Fast());
+  EXPECT_EQ("0xFFFFFFFF", Narrow(nanBits));
   EXPECT_EQ("0x0123456789ABCDEF", Narrow(Id(0x0123456789ABCDEFULL)));
   EXPECT_EQ("", Narrow(VarData()));
   EXPECT_EQ("", Narrow(VarData::pulse()));
@@ -146,9 +150,10 @@ TEST(Conversion, TextRules) {
 TEST(Conversion, AbsoluteTimeText) {
   const ScopedEnv utc("TZ", "UTC");
   const ScopedEnv locale("LC_ALL", "C");
-  // 1970-01-01 00:00:00.25 UTC, in the C locale's date and time with three fraction digits.
-  EXPECT_EQ("01/01/70 00:00:00.250", Narrow(VarData(zo::kel::AbsTime(2082844800.0, 0.25))));
-  EXPECT_EQ(L"01/01/70 00:00:00.250", Wide(VarData(zo::kel::AbsTime(2082844800.0, 0.25))));
+  // 1970-01-01 00:00:00.25 UTC in the C locale's date and time conversions ("%x %X"): the three
+  // fraction digits asked for have no "%S" to follow, so none are shown.
+  EXPECT_EQ("01/01/70 00:00:00", Narrow(VarData(zo::kel::AbsTime(2082844800.0, 0.25))));
+  EXPECT_EQ(L"01/01/70 00:00:00", Wide(VarData(zo::kel::AbsTime(2082844800.0, 0.25))));
   // Outside the range the C library can convert, the text says so.
   EXPECT_EQ("Unable to display time value", Narrow(VarData(zo::kel::AbsTime(0.0, 0.0))));
 }
@@ -212,12 +217,21 @@ TEST(Conversion, TimesFromNumbersAndInlineTimes) {
   EXPECT_EQ(0.25, abs.getFraction());
   EXPECT_EQ(3600.25, static_cast<double>(a));  // an absolute time reads as those seconds
 
-  // 1904-01-01 00:00:01.5 as nanoseconds since 1899-12-30 becomes that same instant.
-  VarData inlineTime(static_cast<long long>((1462LL * 86400 + 1) * 1000000000LL + 500000000LL));
+  // An inline time becomes the exact instant it names, not the instant of the day count it
+  // reads as (1462.5 days as a double): one nanosecond after 1904-01-01 12:00 stays so. A
+  // relative time takes the day count as its seconds.
+  const long long noonAndOneNanosecond = (1462LL * 86400 + 43200) * 1000000000LL + 1;
+  VarData inlineTime(noonAndOneNanosecond);
+  EXPECT_EQ(1462.5, static_cast<double>(inlineTime));
   inlineTime.Convert_(VarData::kAbsTime);
   ASSERT_TRUE(inlineTime.getAbsTime(abs));
-  EXPECT_EQ(1, abs.getSeconds());
-  EXPECT_EQ(0.5, abs.getFraction());
+  EXPECT_EQ(43200, abs.getSeconds());
+  EXPECT_EQ(1e-9, std::round(abs.getFraction() * 1e15) / 1e15);
+  VarData inlineSpan(noonAndOneNanosecond);
+  inlineSpan.Convert_(VarData::kRelTime);
+  ASSERT_TRUE(inlineSpan.getRelTime(rel));
+  EXPECT_EQ(1462, rel.getSeconds());
+  EXPECT_EQ(0.5, rel.getFraction());
 }
 
 }  // namespace

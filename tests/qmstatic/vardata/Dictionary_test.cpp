@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,31 @@ TEST(Dictionary, KeysOrderByKindThenWithinKind) {
   EXPECT_EQ(VarData("b"), keys[4]);
   EXPECT_EQ(VarData("number key"), d.getValue(2));
   EXPECT_EQ(VarData("string key"), d.getValue("2"));
+}
+
+TEST(Dictionary, NaNIsOneKeyAfterEveryNumber) {
+  // Inserted around and among numbers in every order, NaN keys stay one key of their own
+  // after the numbers, and no number is lost or merged with it.
+  const double nan = std::nan("");
+  const std::vector<std::vector<double>> orders = {
+      {nan, 1, 2, 3}, {1, nan, 2, 3}, {3, 2, nan, 1}, {1, 2, 3, nan}, {2, nan, -nan, 1, 3, nan}};
+  for (const std::vector<double>& order : orders) {
+    VarData d = VarData::dict();
+    for (double k : order) d.setValue(k, VarData(k != k ? "nan" : "number"));
+    ASSERT_EQ(4u, d.size()) << order.size() << " insertions";
+    std::vector<VarData> keys;
+    for (auto it = d.begin(); it != d.end(); ++it) keys.push_back(it.key());
+    EXPECT_EQ(1.0, static_cast<double>(keys[0]));
+    EXPECT_EQ(2.0, static_cast<double>(keys[1]));
+    EXPECT_EQ(3.0, static_cast<double>(keys[2]));
+    EXPECT_TRUE(std::isnan(static_cast<double>(keys[3])));
+    EXPECT_TRUE(d.hasKey(nan) && d.hasKey(2) && !d.hasKey(4));
+    EXPECT_EQ(VarData("nan"), d.getValue(nan));
+    EXPECT_EQ(VarData("number"), d.getValue(2));
+    d.erase(nan);
+    EXPECT_EQ(3u, d.size());
+    EXPECT_FALSE(d.hasKey(nan));
+  }
 }
 
 TEST(Dictionary, TextKeysIgnoreCase) {
