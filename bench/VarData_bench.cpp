@@ -1,6 +1,7 @@
 // Copying and destroying VarData values and dictionary insert/lookup by text key, each beside
 // the standard-library structure an engineer would otherwise use.
 #include <benchmark/benchmark.h>
+#include <strings.h>
 
 #include <cstdio>
 #include <map>
@@ -8,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "kel/osdep/StringCaseCompare.h"
 #include "qmstatic/vardata/VarData.h"
 #include "support/BenchMain.h"
 #include "support/CopyBenchmarks.h"
@@ -31,12 +31,11 @@ std::vector<VarData> Handles(const std::vector<std::string>& keys) {
   return handles;
 }
 
-// The map a program would hold under text keys compared as the dictionary compares them: without
-// regard to ASCII case.
+// The map a program would hold under text keys compared as the dictionary compares them, without
+// regard to ASCII case, with the C library's comparison (this process keeps the C locale).
 struct CaseInsensitiveLess {
   bool operator()(const std::string& a, const std::string& b) const {
-    return zo::kel::osdep::StringCaseCompare(a.data(), a.data() + a.size(), b.data(),
-                                             b.data() + b.size()) < 0;
+    return strcasecmp(a.c_str(), b.c_str()) < 0;
   }
 };
 using CaseInsensitiveMap = std::map<std::string, double, CaseInsensitiveLess>;
