@@ -13,10 +13,13 @@ namespace {
 
 struct Median {
   double nanoseconds = 0;
+  std::map<std::string, double> counters;
   bool failed = false;
 };
 
 // A line of the pairs file: program | ours | baseline | target ratio or - | what is measured.
+// A baseline written counter:NAME makes the row's ratio the median of ours' counter NAME (a
+// figure that is already a ratio, such as peak memory per byte of image).
 struct Pair {
   std::string program, ours, baseline, target, what;
 };
@@ -63,8 +66,12 @@ void ReadResults(const char* path, std::map<std::string, Median>& medians) {
     if (b.value("error_occurred", false)) {
       medians[key].failed = true;
     } else if (b.value("aggregate_name", "") == "median" || !b.contains("aggregate_name")) {
-      medians[key].nanoseconds =
-          ToNanoseconds(b.at("cpu_time").get<double>(), b.value("time_unit", "ns"));
+      Median& m = medians[key];
+      m.nanoseconds = ToNanoseconds(b.at("cpu_time").get<double>(), b.value("time_unit", "ns"));
+      for (const auto& field : b.items()) {
+        if (field.value().is_number() && field.key() != "cpu_time" && field.key() != "real_time")
+          m.counters[field.key()] = field.value().get<double>();
+      }
     }
   }
 }
@@ -96,18 +103,25 @@ int main(int argc, char** argv) try {
   for (const Pair& p : ReadPairs(argv[1])) {
     const auto ours = medians.find(p.program + ":" + p.ours);
     const auto base = medians.find(p.program + ":" + p.baseline);
+    const std::string counterPrefix = "counter:";
+    const bool isCounter = p.baseline.compare(0, counterPrefix.size(), counterPrefix) == 0;
+    const std::string counter = isCounter ? p.baseline.substr(counterPrefix.size()) : "";
     std::cout << "| " << p.what << " | `" << p.ours << "` | ";
     const auto row = [&](const std::string& ourTime, const std::string& baseTime) {
       std::cout << ourTime << " | `" << p.baseline << "` | " << baseTime << " | ";
     };
-    if (ours == medians.end() || base == medians.end() || ours->second.failed ||
-        base->second.failed || base->second.nanoseconds <= 0) {
+    const bool measured =
+        ours != medians.end() && !ours->second.failed &&
+        (isCounter ? ours->second.counters.count(counter) != 0
+                   : base != medians.end() && !base->second.failed && base->second.nanoseconds > 0);
+    if (!measured) {
       row("-", "-");
       std::cout << "- | not measured (missing or failed) |\n";
       ++broken;
       continue;
     }
-    const double ratio = ours->second.nanoseconds / base->second.nanoseconds;
+    const double ratio = isCounter ? ours->second.counters.at(counter)
+                                   : ours->second.nanoseconds / base->second.nanoseconds;
     std::string verdict = "-";
     if (p.target != "-") {
       const bool met = ratio <= std::stod(p.target);
@@ -116,7 +130,7 @@ int main(int argc, char** argv) try {
     }
     char r[32];
     std::snprintf(r, sizeof r, "%.2f", ratio);
-    row(Time(ours->second.nanoseconds), Time(base->second.nanoseconds));
+    row(Time(ours->second.nanoseconds), isCounter ? "-" : Time(base->second.nanoseconds));
     std::cout << r << " | " << verdict << " |\n";
   }
   std::cout << "\nratio = median CPU time of ours / median CPU time of the baseline"

@@ -163,6 +163,29 @@ TEST(StringCaseCompare, WideOrderIsTowupperInTheCLocale) {
   EXPECT_EQ(0, mismatches);
 }
 
+TEST(StringCaseCompare, WordAtATimeFoldsEveryByteAsOneByteAtATime) {
+  // Every pair of byte values at every position of a nine-byte text (one machine word and a
+  // tail), around texts equal but for case and holding '@' and '[' (the neighbours of A-Z): the
+  // difference is that of the first differing bytes folded one at a time.
+  const auto fold = [](int c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; };
+  int mismatches = 0;
+  std::string firstMismatch;
+  for (std::size_t at = 0; at < 9; ++at) {
+    for (int x = 0; x < 256; ++x) {
+      for (int y = 0; y < 256; ++y) {
+        std::string a = "kEy.Zz@[q";
+        std::string b = "KeY.zZ@[Q";
+        a[at] = static_cast<char>(x);
+        b[at] = static_cast<char>(y);
+        if (CaseCounted(a, b) != fold(x) - fold(y)) {
+          if (mismatches++ == 0) firstMismatch = std::to_string(at) + ": " + a + " / " + b;
+        }
+      }
+    }
+  }
+  EXPECT_EQ(0, mismatches) << "first at " << firstMismatch;
+}
+
 TEST(StringCaseCompare, DifferenceAtEveryPositionOfLongTexts) {
   // Texts longer than a machine word, differing at one position, in case or in content.
   for (std::size_t length = 1; length <= 40; ++length) {
