@@ -6,7 +6,9 @@
 #include <exception>
 #include <new>
 
+#include "Cli.h"
 #include "Commands.h"
+#include "Output.h"
 
 namespace {
 
@@ -25,7 +27,8 @@ void PrintUsage(std::FILE* to) {
   for (const Command* c : kCommands) std::fprintf(to, "  %-8s %s\n", c->name, c->summary);
   std::fputs(
       "\n"
-      "`zo-kel <command> --help` describes a command. Errors exit with status 2.\n",
+      "`zo-kel <command> --help` describes a command. Exit status: 0 done, 1 bad input,\n"
+      "2 bad usage.\n",
       to);
 }
 
@@ -36,15 +39,21 @@ int Run(const Command& command, int argc, char** argv) {
       std::fputs(command.help, stdout);
       return 0;
     }
-    return command.run(args);
+    const int status = command.run(args);
+    zokel_tool::FlushOutput();
+    return status;
+  } catch (const zokel_tool::UsageError& e) {
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+    return 2;
   } catch (const zokel_tool::ToolError& e) {
     std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zo-kel %s: out of memory\n", command.name);
   } catch (const std::exception& e) {
+    // The library's own errors: their text, never their class.
     std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
   }
-  return 2;
+  return 1;
 }
 
 }  // namespace
