@@ -79,6 +79,17 @@ std::vector<std::string> Args::finish(std::size_t minCount, std::size_t maxCount
   return positionals;
 }
 
+std::string Reason(const std::exception& e) {
+  std::string text = e.what();
+  // A leading "Name: " whose name is one word starting with a capital is the error's class.
+  const std::size_t colon = text.find(": ");
+  if (colon != std::string::npos && colon > 0 && text[0] >= 'A' && text[0] <= 'Z' &&
+      text.find_first_of(" .", 0) > colon) {
+    text.erase(0, colon + 2);
+  }
+  return text;
+}
+
 unsigned ParseUnsigned(const std::string& text, unsigned max, const char* what) {
   unsigned long long value = 0;
   bool ok = !text.empty() && text.size() <= 10;

@@ -52,6 +52,10 @@ class Args {
   std::vector<Word> words_;
 };
 
+/// The text of a library error without the name of its class ("SyntaxError: the packet ends"
+/// reads "the packet ends").
+std::string Reason(const std::exception& e);
+
 /// Parses an unsigned decimal number no larger than max, or throws ToolError naming `what`.
 unsigned ParseUnsigned(const std::string& text, unsigned max, const char* what);
 

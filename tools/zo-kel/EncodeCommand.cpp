@@ -152,7 +152,7 @@ std::vector<Bytes> Encode(const json& doc, bool full, bool sized, bool normalize
   if (name == "sized") return SizedRecords(doc, normalize);
   if (name == "flexdata") return {Packet(doc)};
   if (name == "tgvariant") {
-    TGPair pair = TGPairFromJson(doc);
+    TGPair pair = TGPairFromJson(doc, normalize);
     return {WordsToBytes(pair.words), std::move(pair.data)};
   }
   throw ToolError("document: unknown form " + form.dump() +
@@ -175,7 +175,7 @@ int Run(Args& args) {
   const json doc = ParseDocument(ReadInput(files.empty() ? "-" : files[0]));
   const std::vector<Bytes> images = Encode(doc, full, sized, normalize);
   const std::string to = output ? *output : "-";
-  const bool pair = doc.value("form", json()) == "tgvariant";
+  const bool pair = doc.is_object() && doc.value("form", json()) == "tgvariant";
   if (dataOutput && (!pair || hex))
     throw UsageError("--data-output is for a binary TG variant pair");
   if (pair && !hex && !dataOutput) {

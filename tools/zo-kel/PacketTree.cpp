@@ -70,7 +70,7 @@ class Walker {
  private:
   [[noreturn]] void fail(const unsigned char* p, const std::string& what,
                          const std::string& why) const {
-    throw ToolError(what + " at offset " + std::to_string(at(p)) + ": " + why);
+    throw ToolError(what + " at byte " + std::to_string(at(p)) + ": " + why);
   }
   std::uint64_t at(const unsigned char* p) const {
     return base_ == kNoOffset ? kNoOffset : base_ + static_cast<std::uint64_t>(p - begin_);
@@ -101,7 +101,7 @@ class Walker {
     try {
       return fd::GetMDEltSize(md, end);
     } catch (const zo::kel::exception::Exception& e) {
-      fail(md, "type element " + FlexTypeName(u16(md, end, "type element")), e.what());
+      fail(md, "type element " + FlexTypeName(u16(md, end, "type element")), Reason(e));
     }
   }
   std::uint64_t dataSize(const unsigned char* type, const unsigned char* data,
@@ -109,7 +109,7 @@ class Walker {
     try {
       return fd::GetDataSize(type, data, end);
     } catch (const zo::kel::exception::Exception& e) {
-      fail(data, FlexTypeName(Load<std::uint16_t>(type)) + " data", e.what());
+      fail(data, FlexTypeName(Load<std::uint16_t>(type)) + " data", Reason(e));
     }
   }
 
@@ -365,11 +365,11 @@ zo::kel::FlexData ReadPacketImage(const unsigned char* begin, const unsigned cha
     } catch (const ToolError& located) {
       throw ToolError(form + ": " + located.what());
     }
-    throw ToolError(form + ": packet at offset 0: " + e.what());
+    throw ToolError(form + ": packet at offset 0: " + Reason(e));
   }
   if (cursor != end) {
     throw ToolError(form + ": " + BytesFollow(static_cast<std::uint64_t>(end - cursor)) +
-                    " the packet, from offset " + std::to_string(cursor - begin));
+                    " the packet, from byte " + std::to_string(cursor - begin));
   }
   return packet;
 }

@@ -1,6 +1,8 @@
 // TG variant pairs read and written through the library's codec.
 #include "TGVariantPair.h"
 
+#include <cstdio>
+
 #include "Cli.h"
 #include "Output.h"
 #include "PacketTree.h"
@@ -121,7 +123,21 @@ Bytes WordsToBytes(const std::vector<unsigned short>& words) {
 
 void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOptions& show) {
   std::string dictionaries, name;
-  const Bytes image = ValueToImage(ReadTGPair(pair, options, dictionaries, &name));
+  const VarData value = ReadTGPair(pair, options, dictionaries, &name);
+  const Bytes image = ValueToImage(value);
+  try {
+    const TGPair again =
+        Flatten(value, zo::kel::AString(name.data(), name.size()),
+                dictionaries == "cluster" ? bry::kDictionaryAsCluster : bry::kDictionaryAsVariant);
+    if (again.words != pair.words || again.data != pair.data) {
+      std::fputs(
+          "zo-kel decode: note: the pair is not in the normal form the library writes "
+          "(`zo-kel encode --normalize` writes that form)\n",
+          stderr);
+    }
+  } catch (const ToolError&) {
+    // A value the writer cannot flatten back: nothing to compare with.
+  }
   const std::string words = WordsToHex(pair.words.data(), pair.words.size());
   if (show.json) {
     json head = {{"form", "tgvariant"}};
@@ -148,7 +164,7 @@ void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOpti
   ShowValueImage(image.data(), image.data() + image.size(), true, kNoOffset, show, 0, "value: ");
 }
 
-TGPair TGPairFromJson(const json& doc) {
+TGPair TGPairFromJson(const json& doc, bool normalize) {
   CheckMembers(doc, "form name nameHex dictionaries wide descriptor data value", "document");
   std::string nameText;
   if (doc.contains("name") || doc.contains("nameHex")) {
@@ -174,8 +190,8 @@ TGPair TGPairFromJson(const json& doc) {
   // The words and bytes as read, when they still hold the value and name of the document: a
   // pair the writer would lay out otherwise (labels in another order, other booleans) comes
   // back as it was.
-  if (doc.contains("descriptor") && doc.contains("data") && doc.at("descriptor").is_string() &&
-      doc.at("data").is_string()) {
+  if (!normalize && doc.contains("descriptor") && doc.contains("data") &&
+      doc.at("descriptor").is_string() && doc.at("data").is_string()) {
     TGPair given;
     given.words = WordsFromHex(doc.at("descriptor").get<std::string>(), "document.descriptor");
     given.data = ParseHex(doc.at("data").get<std::string>(), "document.data");

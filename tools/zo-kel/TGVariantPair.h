@@ -39,9 +39,9 @@ VarData ReadTGPair(const TGPair& pair, const TGReadOptions& options, std::string
 void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOptions& show);
 
 /// The pair the document describes: its "descriptor" and "data" as given when they read as the
-/// document's "value" and name, otherwise the value flattened by the library's writer. ToolError
-/// naming the member that is wrong or the writer's reason.
-TGPair TGPairFromJson(const nlohmann::ordered_json& doc);
+/// document's "value" and name (unless `normalize`), otherwise the value flattened by the
+/// library's writer. ToolError naming the member that is wrong or the writer's reason.
+TGPair TGPairFromJson(const nlohmann::ordered_json& doc, bool normalize);
 
 /// Descriptor words from their bytes, each word two bytes big-endian; ToolError naming `what`
 /// for an odd count.

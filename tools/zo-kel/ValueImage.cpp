@@ -339,12 +339,17 @@ class Walker {
         need(payload, 4, "the packet's size");
         const std::uint32_t size = U32(payload);
         if (size == 0) return 4;
+        const unsigned char* packetEnd = payload + std::min<std::size_t>(size, remaining(payload));
         try {
-          ReadPacketImage(payload, payload + std::min<std::size_t>(size, remaining(payload)), "");
-        } catch (const ToolError& e) {
-          std::string reason = e.what();
-          if (reason.compare(0, 2, ": ") == 0) reason.erase(0, 2);
-          fail(p, "packet: " + reason);
+          ReadPacketImage(payload, packetEnd, "");
+        } catch (const ToolError&) {
+          // Walked again with the input's offsets, to name the element that fails.
+          try {
+            WalkPacket(nullptr, payload, packetEnd, at(payload), 0, "");
+          } catch (const ToolError& located) {
+            fail(p, std::string("packet: ") + located.what());
+          }
+          fail(p, "packet: the library's reader refuses it");
         }
         return size;
       }

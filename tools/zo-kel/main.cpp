@@ -21,6 +21,7 @@ const Command* const kCommands[] = {&zokel_tool::kDecodeCommand, &zokel_tool::kE
 void PrintUsage(std::FILE* to) {
   std::fputs(
       "usage: zo-kel <command> [options] [arguments]\n"
+      "       zo-kel --version\n"
       "\n"
       "commands:\n",
       to);
@@ -35,7 +36,7 @@ void PrintUsage(std::FILE* to) {
 int Run(const Command& command, int argc, char** argv) {
   try {
     zokel_tool::Args args(argc, argv, 2);
-    if (args.flag("--help")) {
+    if (args.flag("--help") || args.flag("-h")) {
       std::fputs(command.help, stdout);
       return 0;
     }
@@ -51,7 +52,7 @@ int Run(const Command& command, int argc, char** argv) {
     std::fprintf(stderr, "zo-kel %s: out of memory\n", command.name);
   } catch (const std::exception& e) {
     // The library's own errors: their text, never their class.
-    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, zokel_tool::Reason(e).c_str());
   }
   return 1;
 }
@@ -71,6 +72,10 @@ int main(int argc, char** argv) {
   if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 ||
       std::strcmp(name, "help") == 0) {
     PrintUsage(stdout);
+    return 0;
+  }
+  if (std::strcmp(name, "--version") == 0 || std::strcmp(name, "-V") == 0) {
+    std::printf("zo-kel %s (zo_kel_basics %s)\n", ZO_KEL_TOOL_VERSION, ZO_KEL_TOOL_VERSION);
     return 0;
   }
   for (const Command* c : kCommands) {
