@@ -88,7 +88,8 @@ class Source {
     owned_.reset(file_);
   }
 
-  // Appends up to n bytes; fewer only at the end of the input.
+  // Appends up to n bytes; fewer only at the end of the input. What is shown so far goes out
+  // before the input is waited for, so that a record is seen as soon as it is read.
   std::size_t read(Bytes& to, std::size_t n) {
     const std::size_t before = to.size();
     if (file_ == nullptr) {
@@ -98,19 +99,26 @@ class Source {
       hexAt_ += k;
       return k;
     }
-    // In steps, so that a size read from hostile bytes allocates no more than what arrives.
-    constexpr std::size_t kStep = 1 << 20;
     while (to.size() - before < n) {
-      const std::size_t want = std::min(kStep, n - (to.size() - before));
-      const std::size_t at = to.size();
-      to.resize(at + want);
-      const std::size_t got = std::fread(to.data() + at, 1, want, file_);
-      to.resize(at + got);
-      if (got < want) {
-        if (std::ferror(file_) != 0)
-          throw ToolError(std::string("cannot read the input: ") + std::strerror(errno));
-        break;
+      if (bufferAt_ == buffer_.size()) {
+        if (ended_) break;
+        FlushOutput();
+        buffer_.resize(kChunk);
+        ssize_t got;
+        do {
+          got = ::read(fileno(file_), buffer_.data(), kChunk);
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) throw ToolError(std::string("cannot read the input: ") + std::strerror(errno));
+        buffer_.resize(static_cast<std::size_t>(got));
+        bufferAt_ = 0;
+        ended_ = got == 0;
+        continue;
       }
+      // Only what has arrived is appended: a size read from hostile bytes allocates no more.
+      const std::size_t k = std::min(n - (to.size() - before), buffer_.size() - bufferAt_);
+      to.insert(to.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(bufferAt_),
+                buffer_.begin() + static_cast<std::ptrdiff_t>(bufferAt_ + k));
+      bufferAt_ += k;
     }
     return to.size() - before;
   }
@@ -130,6 +138,10 @@ class Source {
   std::unique_ptr<std::FILE, Closer> owned_;
   Bytes hexBytes_;
   std::size_t hexAt_ = 0;
+  static constexpr std::size_t kChunk = 1 << 16;
+  Bytes buffer_;
+  std::size_t bufferAt_ = 0;
+  bool ended_ = false;
 };
 
 // Reads the one value at [p, end) with the library; ToolError naming the failing element.
@@ -243,7 +255,6 @@ void DecodeSized(Source& source, const ShowOptions& show) {
         Put(line);
       }
     }
-    FlushOutput();
     offset += 4 + std::uint64_t{size};
   }
   if (show.json) {
