@@ -303,9 +303,7 @@ TEST(ZoKelTool, ErrorsNameTheFormTheElementAndItsByte) {
       {{"decode", "--hex", "--sized"},
        "09 00 00 00 02 00 00 00 01",
        "record 0 at byte 0: size 9 runs past the end"},
-      {{"decode", "--hex"},
-       deep.c_str(),
-       ".elements[0] at byte 2048: values nest deeper than 256"},
+      {{"decode", "--hex"}, deep.c_str(), ".elements[0] at byte 2048: values nest deeper than 256"},
       {{"decode", "--hex"}, "02 0g", "hex input: 'g' at character 4 is not a hex digit"},
       {{"decode", "--hex", "--flexdata"},
        "10 00 00 00 01 08 02 00 06 00 00 00 00 03 07 00",
@@ -498,6 +496,24 @@ TEST(ZoKelTool, FormatParseNowAndHelp) {
   const Result version = Tool({"--version"});
   EXPECT_EQ(version.status, 0);
   EXPECT_TRUE(HasShape(version.out, "zo-kel 9.9.9 (zo_kel_basics 9.9.9)\n")) << version.out;
+}
+
+// The JSON of every sample follows the schema installed with the tool (checked by Debian's
+// python3-jsonschema), and the schema refuses what encode refuses.
+TEST(ZoKelTool, SamplesFollowTheJsonSchema) {
+  const fs::path here = fs::path(__FILE__).parent_path();
+  std::vector<std::string> words = {
+      "python3", (here / "check_json_schema.py").string(),
+      (here / "../../tools/zo-kel/share/zo-kel-value.schema.json").string(), ZO_KEL_TOOL_PATH,
+      ZO_KEL_SAMPLES_DIR};
+  std::vector<char*> argv;
+  for (std::string& w : words) argv.push_back(w.data());
+  argv.push_back(nullptr);
+  pid_t pid = 0;
+  int status = 0;
+  ASSERT_EQ(posix_spawnp(&pid, "python3", nullptr, nullptr, argv.data(), environ), 0);
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 // A TG cluster held in a value decodes in the tree; its JSON keeps the words and bytes.
