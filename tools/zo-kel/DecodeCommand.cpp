@@ -280,7 +280,7 @@ void DecodePacket(Source& source, const ShowOptions& show) {
   if (packet.isEmpty()) {
     AppendLine(out, 0, 0, "empty (no packet)");
   } else {
-    WalkPacket(&out, in.data(), in.data() + in.size(), 0, 0, "");
+    WalkPacket(&out, in.data(), in.data() + in.size(), 0, 0, "", show.maxElements);
   }
   Put(out);
 }

@@ -387,7 +387,7 @@ class Walker {
         line(p, indent, label + leafText(p + 4, kind, size) + qualifierNote(type));
         if (kind == VarData::kFlexData && size > 4) {
           std::string out;
-          WalkPacket(&out, p + 4, p + 4 + size, at(p + 4), indent + 1, "");
+          WalkPacket(&out, p + 4, p + 4 + size, at(p + 4), indent + 1, "", show_->maxElements);
           Put(out);
         }
         if (kind == VarData::kTGVariant) decodedPair(p + 4, indent + 1);
