@@ -568,7 +568,17 @@ TEST(ZoKelTool, TimesPast2038AndFriendlyJson) {
     const Result r = Tool({"encode", "--hex"}, c.json);
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(ToHex(Hex(r.out)), ToHex(Hex(c.image)));
-  }
+  }  // The earliest and latest instants still have a text; a time kind past its 64-bit
+  // nanoseconds is refused, not wrapped.
+  EXPECT_NE(Tool({"decode", "--hex"}, "0F 10 00 00 FF FF FF FF FF FF FF FF FF FF FF FF FF FF FF 7F")
+                .out.find("absolute time +292277026530-12-04T15:30:07.999999999Z"),
+            std::string::npos);
+  EXPECT_EQ(Tool({"decode", "--hex"}, "0F 10 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 80")
+                .status,
+            0);
+  const Result far = Tool({"encode"}, "{\"kind\":\"time\",\"time\":\"2500-01-01T00:00:00Z\"}");
+  EXPECT_EQ(far.status, 1);
+  EXPECT_NE(far.err.find("value.time: outside the 292 years"), std::string::npos) << far.err;
 }
 
 // --max-elements shows the first elements of every array and counts the rest; such JSON is

@@ -46,6 +46,12 @@ bool Expect(const std::string& s, std::size_t& i, char c) {
 
 }  // namespace
 
+std::int64_t ShiftedSeconds(std::int64_t seconds, std::int64_t epochUnix) {
+  if (epochUnix < 0 && seconds < INT64_MIN - epochUnix) return INT64_MIN;
+  if (epochUnix > 0 && seconds > INT64_MAX - epochUnix) return INT64_MAX;
+  return seconds + epochUnix;
+}
+
 std::uint32_t FractionToNanoseconds(std::uint64_t fraction) {
   // floor(fraction * 1e9 / 2^64) in 64-bit steps: the high and low halves apart.
   const std::uint64_t high = (fraction >> 32) * 1000000000u;
@@ -92,7 +98,7 @@ bool ParseIsoText(const std::string& s, std::int64_t& unixSeconds, std::uint64_t
   while (i + yearDigits < s.size() && s[i + yearDigits] >= '0' && s[i + yearDigits] <= '9')
     ++yearDigits;
   std::int64_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  if (yearDigits < 4 || yearDigits > 12 || !Digits(s, i, yearDigits, year) || !Expect(s, i, '-') ||
+  if (yearDigits < 4 || yearDigits > 11 || !Digits(s, i, yearDigits, year) || !Expect(s, i, '-') ||
       !Digits(s, i, 2, month) || !Expect(s, i, '-') || !Digits(s, i, 2, day)) {
     return false;
   }

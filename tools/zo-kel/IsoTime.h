@@ -18,9 +18,13 @@ constexpr std::int64_t kTimeKindEpochUnix = -2209161600;
 /// digits (cut, not rounded); years outside 0-9999 get a sign and as many digits as needed.
 std::string IsoText(std::int64_t unixSeconds, std::uint64_t fraction);
 
-/// Reads "YYYY-MM-DDTHH:MM:SS[.digits]Z" (a blank instead of "T", "+00:00" instead of "Z");
-/// false for any other text. The fraction is kept to the nanosecond.
+/// Reads "YYYY-MM-DDTHH:MM:SS[.digits]Z" (a blank instead of "T", "+00:00" instead of "Z"; a
+/// year of 4 to 11 digits with an optional sign); false for any other text. The fraction is kept to
+/// the nanosecond.
 bool ParseIsoText(const std::string& text, std::int64_t& unixSeconds, std::uint64_t& fraction);
+
+/// `seconds` + `epochUnix` clamped to the range of a signed 64-bit count (for the text only).
+std::int64_t ShiftedSeconds(std::int64_t seconds, std::int64_t epochUnix);
 
 /// Nanoseconds of a fraction of a second in 2^-64 s, cut; and back, rounded down.
 std::uint32_t FractionToNanoseconds(std::uint64_t fraction);

@@ -71,8 +71,7 @@ std::string IsoAbsTime(const zo::kel::AbsTime& t) {
   std::uint32_t w3 = 0, w2 = 0, w1 = 0, w0 = 0;
   t.value().Get(w3, w2, w1, w0);
   const auto seconds = static_cast<std::int64_t>(static_cast<std::uint64_t>(w3) << 32 | w2);
-  const std::int64_t limit = INT64_MAX + kAbsTimeEpochUnix;
-  return IsoText(seconds > limit ? limit : seconds + kAbsTimeEpochUnix,
+  return IsoText(ShiftedSeconds(seconds, kAbsTimeEpochUnix),
                  static_cast<std::uint64_t>(w1) << 32 | w0);
 }
 

@@ -105,10 +105,7 @@ std::string AbsIso(const unsigned char* p) {
   std::int64_t seconds = 0;
   std::uint64_t fraction = 0;
   TimeWords(p, seconds, fraction);
-  // Seconds so far from 1904 that the shift to 1970 overflows are past any calendar: shown
-  // from the 1904 epoch instead would mislead, so they are clamped in the text only.
-  const std::int64_t limit = INT64_MAX + kAbsTimeEpochUnix;
-  return IsoText(seconds > limit ? limit : seconds + kAbsTimeEpochUnix, fraction);
+  return IsoText(ShiftedSeconds(seconds, kAbsTimeEpochUnix), fraction);
 }
 
 std::string RelSeconds(const unsigned char* p) {
@@ -124,8 +121,7 @@ std::string TimeKindIso(std::int64_t ns) {
     rest += 1000000000;
     --seconds;
   }
-  const std::int64_t limit = INT64_MAX + kTimeKindEpochUnix;
-  return IsoText(seconds > limit ? limit : seconds + kTimeKindEpochUnix,
+  return IsoText(ShiftedSeconds(seconds, kTimeKindEpochUnix),
                  NanosecondsToFraction(static_cast<std::uint32_t>(rest)));
 }
 
@@ -725,7 +721,11 @@ class Encoder {
           const json& t = Member(j, "time", path);
           if (!t.is_string() || !ParseIsoText(t.get<std::string>(), seconds, fraction))
             Bad(path + ".time", "expected ISO 8601 UTC text such as \"2024-12-25T10:30:00Z\"");
-          ns = (seconds - kTimeKindEpochUnix) * 1000000000 + FractionToNanoseconds(fraction);
+          // Nanoseconds since 1899-12-30 in 64 bits reach 292 years either side.
+          const std::int64_t since = seconds - kTimeKindEpochUnix;
+          if (since > INT64_MAX / 1000000000 - 1 || since < INT64_MIN / 1000000000 + 1)
+            Bad(path + ".time", "outside the 292 years either side of 1899-12-30 that it holds");
+          ns = since * 1000000000 + FractionToNanoseconds(fraction);
         }
         Put64(out_, static_cast<std::uint64_t>(ns));
         return;
