@@ -64,7 +64,7 @@ Bytes ParseHex(const std::string& text, const std::string& what) {
     if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
     const int v = HexDigit(c);
     if (v < 0) {
-      throw ToolError(what + ": " + Printable(c) + " at offset " + std::to_string(i) +
+      throw ToolError(what + ": " + Printable(c) + " at character " + std::to_string(i) +
                       " is not a hex digit");
     }
     if (high < 0) {
@@ -76,7 +76,7 @@ Bytes ParseHex(const std::string& text, const std::string& what) {
     }
   }
   if (high >= 0) {
-    throw ToolError(what + ": the hex digit at offset " + std::to_string(highAt) +
+    throw ToolError(what + ": the hex digit at character " + std::to_string(highAt) +
                     " has no second digit");
   }
   return out;

@@ -45,7 +45,7 @@ std::vector<std::string> Args::options(const std::string& name) {
     if (w.taken || w.afterDashes) continue;
     if (w.text == bare) {
       if (i + 1 >= words_.size() || words_[i + 1].taken) {
-        throw ToolError("option " + bare + " needs a value");
+        throw UsageError("option " + bare + " needs a value");
       }
       w.taken = words_[i + 1].taken = true;
       values.push_back(words_[i + 1].text);
@@ -61,7 +61,7 @@ std::vector<std::string> Args::options(const std::string& name) {
 std::optional<std::string> Args::option(const std::string& name) {
   std::vector<std::string> values = options(name);
   if (values.empty()) return std::nullopt;
-  if (values.size() > 1) throw ToolError("option " + name + " is given more than once");
+  if (values.size() > 1) throw UsageError("option " + name + " is given more than once");
   return values.front();
 }
 
@@ -69,14 +69,25 @@ std::vector<std::string> Args::finish(std::size_t minCount, std::size_t maxCount
   std::vector<std::string> positionals;
   for (const Word& w : words_) {
     if (w.taken) continue;
-    if (isOption(w)) throw ToolError("unknown option " + w.text + " (see --help)");
+    if (isOption(w)) throw UsageError("unknown option " + w.text + " (see --help)");
     positionals.push_back(w.text);
   }
-  if (positionals.size() < minCount) throw ToolError("missing argument (see --help)");
+  if (positionals.size() < minCount) throw UsageError("missing argument (see --help)");
   if (positionals.size() > maxCount) {
-    throw ToolError("unexpected argument \"" + positionals[maxCount] + "\" (see --help)");
+    throw UsageError("unexpected argument \"" + positionals[maxCount] + "\" (see --help)");
   }
   return positionals;
+}
+
+std::string Reason(const std::exception& e) {
+  std::string text = e.what();
+  // A leading "Name: " whose name is one word starting with a capital is the error's class.
+  const std::size_t colon = text.find(": ");
+  if (colon != std::string::npos && colon > 0 && text[0] >= 'A' && text[0] <= 'Z' &&
+      text.find_first_of(" .", 0) > colon) {
+    text.erase(0, colon + 2);
+  }
+  return text;
 }
 
 unsigned ParseUnsigned(const std::string& text, unsigned max, const char* what) {
@@ -90,8 +101,8 @@ unsigned ParseUnsigned(const std::string& text, unsigned max, const char* what) 
     value = value * 10 + static_cast<unsigned>(c - '0');
   }
   if (!ok || value > max) {
-    throw ToolError(std::string(what) + " must be a number from 0 to " + std::to_string(max) +
-                    ", not \"" + text + "\"");
+    throw UsageError(std::string(what) + " must be a number from 0 to " + std::to_string(max) +
+                     ", not \"" + text + "\"");
   }
   return static_cast<unsigned>(value);
 }

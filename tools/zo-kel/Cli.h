@@ -1,4 +1,5 @@
-// Command-line plumbing of zo-kel: the error every subcommand reports with exit status 2, and a
+// Command-line plumbing of zo-kel: the errors every subcommand reports (status 1 for bad input,
+// 2 for bad usage), and a
 // small argument reader for "--flag", "--option VALUE" / "--option=VALUE" and positionals.
 #ifndef ZO_KEL_TOOLS_CLI_H
 #define ZO_KEL_TOOLS_CLI_H
@@ -11,10 +12,16 @@
 namespace zokel_tool {
 
 /// A failure the tool reports to the user: the message goes to standard error after the
-/// subcommand's name, and the process exits with status 2.
+/// subcommand's name, and the process exits with status 1 (bad input).
 class ToolError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// A command line the tool cannot follow: reported like ToolError, with exit status 2.
+class UsageError : public ToolError {
+ public:
+  using ToolError::ToolError;
 };
 
 /// The arguments of one subcommand. Options are taken out as the subcommand asks for them;
@@ -44,6 +51,10 @@ class Args {
   bool isOption(const Word& w) const;
   std::vector<Word> words_;
 };
+
+/// The text of a library error without the name of its class ("SyntaxError: the packet ends"
+/// reads "the packet ends").
+std::string Reason(const std::exception& e);
 
 /// Parses an unsigned decimal number no larger than max, or throws ToolError naming `what`.
 unsigned ParseUnsigned(const std::string& text, unsigned max, const char* what);

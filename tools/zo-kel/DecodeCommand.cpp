@@ -1,15 +1,21 @@
-// zo-kel decode: a byte image shown as a readable tree or as JSON.
+// zo-kel decode: a byte image shown as a readable tree or as JSON, written while it is read.
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 
 #include "Bytes.h"
+#include "Cli.h"
 #include "Commands.h"
-#include "ImageLocate.h"
+#include "Output.h"
 #include "PacketTree.h"
 #include "TGVariantPair.h"
-#include "ValueTree.h"
+#include "ValueImage.h"
 #include "VarDataJson.h"
 #include "kel/AutoBuffer.h"
-#include "kel/exception.h"
 #include "kel/fd/FlexData.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -20,18 +26,20 @@ namespace {
 using json = nlohmann::ordered_json;
 
 const char kHelp[] =
-    "usage: zo-kel decode [FORM] [--hex] [--json] [FILE]\n"
+    "usage: zo-kel decode [FORM] [--hex] [--json] [--max-elements N] [FILE]\n"
     "       zo-kel decode --tgvariant [--hex] [--json] [--dictionaries HOW] [--wide]\n"
     "                     DESCRIPTOR DATA\n"
     "\n"
     "Reads a byte image from FILE (standard input when FILE is absent or \"-\") and shows it\n"
-    "as an indented tree, each line starting with the byte offset of its element, or with\n"
-    "--json as JSON that `zo-kel encode` turns back into the same bytes.\n"
+    "as an indented tree, each line starting with the byte offset of its element in the\n"
+    "input, or with --json as JSON (docs/json.md) that `zo-kel encode` turns back into\n"
+    "exactly the same bytes.\n"
     "\n"
     "FORM is one of:\n"
     "  (none)       one VarData value in the compact form\n"
     "  --full       one VarData value in the full form\n"
-    "  --sized      size-prefixed VarData records (compact), any number in a row\n"
+    "  --sized      size-prefixed VarData records (compact), any number in a row; each\n"
+    "               record is shown as soon as it is read\n"
     "  --flexdata   one FlexData packet\n"
     "  --tgvariant  one TG variant pair from two inputs: DESCRIPTOR, its 16-bit words each\n"
     "               two bytes big-endian, and DATA, the flattened data (one may be \"-\")\n"
@@ -39,165 +47,262 @@ const char kHelp[] =
     "options:\n"
     "  --hex        the input is hex text (\"05 10 00 00 ...\"; blanks and line breaks ignored)\n"
     "  --json       print JSON instead of the tree\n"
+    "  --max-elements N\n"
+    "               show the first N elements of every array and dictionary and count the\n"
+    "               rest (default: all with --json, 64 in the tree); JSON cut this way does\n"
+    "               not encode\n"
     "  --dictionaries cluster|variant\n"
     "               how the pair carries dictionaries (default: clusters, else variants)\n"
     "  --wide       read the pair's strings and keys as wide (unicode) text\n"
     "\n"
-    "A value the reader keeps in a normal form (a logical byte above 1, a key given twice)\n"
-    "is shown as read, with a note; its JSON encodes to the normal form.\n"
-    "Errors name the form, the offset of the failing element and the reason (exit status 2).\n";
+    "Bytes the library's reader would keep in another form (a logical byte above 1, keys\n"
+    "out of order or given twice, bits above a kind code) are shown as they are, with a note\n"
+    "on standard error; `zo-kel encode --normalize` writes the normal form.\n"
+    "\n"
+    "Exit status: 0 done, 1 the input does not read (one line on standard error: the form,\n"
+    "the failing element, its byte offset and the reason), 2 bad usage.\n";
 
-struct Input {
-  Bytes bytes;
-  const unsigned char* begin() const { return bytes.data(); }
-  const unsigned char* end() const { return bytes.data() + bytes.size(); }
+constexpr std::uint64_t kTreeElements = 64;
+
+std::string Offset(std::uint64_t n) { return "byte " + std::to_string(n); }
+
+// One input, read as it arrives: a file, standard input, or the bytes of hex text.
+class Source {
+ public:
+  Source(const std::string& path, bool hex) {
+    if (hex) {
+      const Bytes text = ReadInput(path);
+      hexBytes_ = ParseHex(std::string(text.begin(), text.end()), "hex input");
+      return;
+    }
+    if (path == "-") {
+      file_ = stdin;
+      if (isatty(0) != 0) {
+        std::fputs("zo-kel decode: reading the image from standard input (end it with Ctrl-D)\n",
+                   stderr);
+      }
+      return;
+    }
+    file_ = std::fopen(path.c_str(), "rb");
+    if (file_ == nullptr) throw ToolError("cannot read " + path + ": " + std::strerror(errno));
+    owned_.reset(file_);
+  }
+
+  // Appends up to n bytes; fewer only at the end of the input. What is shown so far goes out
+  // before the input is waited for, so that a record is seen as soon as it is read.
+  std::size_t read(Bytes& to, std::size_t n) {
+    const std::size_t before = to.size();
+    if (file_ == nullptr) {
+      const std::size_t k = std::min(n, hexBytes_.size() - hexAt_);
+      to.insert(to.end(), hexBytes_.begin() + static_cast<std::ptrdiff_t>(hexAt_),
+                hexBytes_.begin() + static_cast<std::ptrdiff_t>(hexAt_ + k));
+      hexAt_ += k;
+      return k;
+    }
+    while (to.size() - before < n) {
+      if (bufferAt_ == buffer_.size()) {
+        if (ended_) break;
+        FlushOutput();
+        buffer_.resize(kChunk);
+        ssize_t got;
+        do {
+          got = ::read(fileno(file_), buffer_.data(), kChunk);
+        } while (got < 0 && errno == EINTR);
+        if (got < 0) throw ToolError(std::string("cannot read the input: ") + std::strerror(errno));
+        buffer_.resize(static_cast<std::size_t>(got));
+        bufferAt_ = 0;
+        ended_ = got == 0;
+        continue;
+      }
+      // Only what has arrived is appended: a size read from hostile bytes allocates no more.
+      const std::size_t k = std::min(n - (to.size() - before), buffer_.size() - bufferAt_);
+      to.insert(to.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(bufferAt_),
+                buffer_.begin() + static_cast<std::ptrdiff_t>(bufferAt_ + k));
+      bufferAt_ += k;
+    }
+    return to.size() - before;
+  }
+
+  Bytes all() {
+    Bytes bytes;
+    while (read(bytes, 1 << 20) == 1 << 20) {
+    }
+    return bytes;
+  }
+
+ private:
+  struct Closer {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+  };
+  std::FILE* file_ = nullptr;
+  std::unique_ptr<std::FILE, Closer> owned_;
+  Bytes hexBytes_;
+  std::size_t hexAt_ = 0;
+  static constexpr std::size_t kChunk = 1 << 16;
+  Bytes buffer_;
+  std::size_t bufferAt_ = 0;
+  bool ended_ = false;
 };
 
-Input ReadImage(const std::string& path, bool hex) {
-  Bytes raw = ReadInput(path);
-  if (!hex) return Input{std::move(raw)};
-  return Input{ParseHex(std::string(raw.begin(), raw.end()), "hex input")};
-}
-
-void Print(const std::string& text) { WriteOutput("-", text); }
-
-std::string Offset(std::uint64_t n) { return "offset " + std::to_string(n); }
-
-// A note when the bytes are not those the library writes for the value it read.
-std::string NormalFormNote(const VarData& v, const unsigned char* image, std::size_t n,
-                           bool compact) {
-  zo::kel::AutoBuffer again;
-  v.SerializeWithoutSize(again, compact);
-  const std::size_t common = std::min<std::size_t>(n, again.Len());
-  const auto diff = std::mismatch(image, image + common, again.Data()).first - image;
-  if (static_cast<std::size_t>(diff) == n && n == again.Len()) return std::string();
-  return "note: the value was read in its normal form, which differs from the image from " +
-         Offset(static_cast<std::uint64_t>(diff)) + " on\n";
-}
-
-// Reads the one value at [p, end); ToolError naming the failing element.
-VarData ReadValue(const Input& in, const unsigned char* p, const unsigned char*& end, bool compact,
-                  const std::string& form) {
+// Reads the one value at [p, end) with the library; ToolError naming the failing element.
+// Returns the end of the value; `normalFrom` is where the library's own image of it first
+// differs from the bytes (the end of the value when it does not).
+const unsigned char* CheckValue(const unsigned char* p, const unsigned char* end, bool compact,
+                                std::uint64_t base, const std::string& form,
+                                std::uint64_t& normalFrom) {
   VarData v;
   const unsigned char* cursor = p;
   try {
     v.deserializeImpl(cursor, end, compact);
   } catch (const std::bad_alloc&) {
     throw;
-  } catch (const std::exception& e) {
-    std::string where = LocateFailure(in.begin(), p, end, compact, 0);
-    if (where.empty()) {
-      where = "value at " + Offset(static_cast<std::uint64_t>(p - in.begin())) + ": " + e.what();
+  } catch (const std::exception&) {
+    try {
+      WalkValueImage(p, end, compact, base);
+    } catch (const ImageFailure& f) {
+      throw ToolError(form + ": " + ShortPath(f.path) + " at " + Offset(f.offset) + ": " +
+                      f.reason);
     }
-    throw ToolError(form + ": " + where);
+    throw ToolError(form + ": value at " + Offset(base) + ": the library's reader refuses it");
   }
-  end = cursor;
-  return v;
+  zo::kel::AutoBuffer again;
+  v.SerializeWithoutSize(again, compact);
+  const auto n = static_cast<std::size_t>(cursor - p);
+  const std::size_t common = std::min<std::size_t>(n, again.Len());
+  const auto diff =
+      static_cast<std::uint64_t>(std::mismatch(p, p + common, again.Data()).first - p);
+  normalFrom = diff == n && n == again.Len() ? ~std::uint64_t{0} : base + diff;
+  return cursor;
 }
 
-void DecodeValue(const Input& in, bool compact, bool asJson) {
+void NormalFormNote(const std::string& what, std::uint64_t from) {
+  if (from == ~std::uint64_t{0}) return;
+  std::fprintf(stderr,
+               "zo-kel decode: note: %s is not in the normal form the library writes, from %s on "
+               "(`zo-kel encode --normalize` writes that form)\n",
+               what.c_str(), Offset(from).c_str());
+}
+
+void DecodeValue(Source& source, bool compact, const ShowOptions& show) {
   const std::string form = compact ? "compact value" : "full value";
-  const unsigned char* valueEnd = in.end();
-  const VarData v = ReadValue(in, in.begin(), valueEnd, compact, form);
-  if (valueEnd != in.end()) {
-    throw ToolError(form + ": " + BytesFollow(static_cast<std::uint64_t>(in.end() - valueEnd)) +
-                    " the value, from " + Offset(valueEnd - in.begin()));
+  const Bytes in = source.all();
+  const unsigned char* begin = in.data();
+  const unsigned char* end = begin + in.size();
+  std::uint64_t normalFrom = 0;
+  const unsigned char* valueEnd = CheckValue(begin, end, compact, 0, form, normalFrom);
+  if (valueEnd != end) {
+    throw ToolError(form + ": the end of the value at " +
+                    Offset(static_cast<std::uint64_t>(valueEnd - begin)) + ": " +
+                    BytesFollow(static_cast<std::uint64_t>(end - valueEnd)) + " it");
   }
-  if (asJson) {
-    const json doc = {{"form", compact ? "compact" : "full"}, {"value", ValueToJson(v)}};
-    Print(doc.dump(2) + "\n");
-    return;
+  NormalFormNote("the value", normalFrom);
+  if (show.json) {
+    Put(std::string("{\"form\":\"") + (compact ? "compact" : "full") + "\",\"value\":");
+    ShowValueImage(begin, end, compact, 0, show, 0, "");
+    Put("}\n");
+  } else {
+    Put(form + ", " + std::to_string(in.size()) + " bytes\n");
+    ShowValueImage(begin, end, compact, 0, show, 0, "");
   }
-  std::string out = form + ", " + std::to_string(in.bytes.size()) + " bytes\n";
-  AppendValueTree(out, v, compact, 0, 0, "");
-  out += NormalFormNote(v, in.begin(), in.bytes.size(), compact);
-  Print(out);
 }
 
 // Records: a 32-bit size s, then s bytes whose start is one compact value. The library skips
 // to the end of the record whatever the value used; the bytes it skips are kept as "extra".
-void DecodeSized(const Input& in, bool asJson) {
-  json records = json::array();
-  std::string tree;
-  const unsigned char* p = in.begin();
-  for (std::size_t index = 0; p != in.end(); ++index) {
-    const std::string record = "sized stream: record " + std::to_string(index) + " at " +
-                               Offset(static_cast<std::uint64_t>(p - in.begin()));
-    const auto remaining = static_cast<std::size_t>(in.end() - p);
-    if (remaining < 4) {
-      throw ToolError(record + ": the stream ends inside its size prefix (" +
-                      std::to_string(remaining) + " of 4 bytes)");
+// Each record is read, checked and shown before the next one is read.
+void DecodeSized(Source& source, const ShowOptions& show) {
+  Put(show.json ? "{\"form\":\"sized\",\"records\":[" : "sized records\n");
+  std::uint64_t offset = 0, index = 0;
+  Bytes record;
+  for (;; ++index) {
+    record.clear();
+    const std::string form =
+        "sized stream: record " + std::to_string(index) + " at " + Offset(offset);
+    const std::size_t prefix = source.read(record, 4);
+    if (prefix == 0) break;
+    if (prefix < 4) {
+      throw ToolError(form + ": the stream ends inside its size prefix (" + std::to_string(prefix) +
+                      " of 4 bytes)");
     }
-    const std::uint32_t size = static_cast<std::uint32_t>(p[0] | p[1] << 8 | p[2] << 16) |
-                               static_cast<std::uint32_t>(p[3]) << 24;
-    if (size > remaining - 4) {
-      throw ToolError(record + ": size " + std::to_string(size) + " runs past the end (" +
-                      std::to_string(remaining - 4) + " bytes follow the prefix)");
+    const std::uint32_t size =
+        static_cast<std::uint32_t>(record[0] | record[1] << 8 | record[2] << 16) |
+        static_cast<std::uint32_t>(record[3]) << 24;
+    const std::size_t got = source.read(record, size);
+    if (got < size) {
+      throw ToolError(form + ": size " + std::to_string(size) + " runs past the end (" +
+                      std::to_string(got) + " bytes follow the prefix)");
     }
-    const unsigned char* recordEnd = p + 4 + size;
-    const unsigned char* valueEnd = in.end();  // the library reads against the outer limit
-    const VarData v = ReadValue(in, p + 4, valueEnd, true, record);
-    if (valueEnd > recordEnd) {
-      throw ToolError(record + ": its value takes " + std::to_string(valueEnd - p - 4) +
-                      " bytes, more than the record's size " + std::to_string(size));
+    const unsigned char* value = record.data() + 4;
+    const unsigned char* recordEnd = value + size;
+    std::uint64_t normalFrom = 0;
+    const unsigned char* valueEnd =
+        CheckValue(value, recordEnd, true, offset + 4, form, normalFrom);
+    NormalFormNote("record " + std::to_string(index), normalFrom);
+    const auto extra = static_cast<std::size_t>(recordEnd - valueEnd);
+    if (show.json) {
+      Put(std::string(index == 0 ? "\n" : ",\n") + "  {\"value\":");
+      ShowValueImage(value, recordEnd, true, offset + 4, show, 2, "");
+      Put(extra == 0 ? "}" : ",\"extra\":\"" + ToHex(valueEnd, extra) + "\"}");
+    } else {
+      std::string head;
+      AppendLine(head, offset, 0,
+                 "record " + std::to_string(index) + ", " + std::to_string(size) + " bytes");
+      Put(head);
+      ShowValueImage(value, recordEnd, true, offset + 4, show, 1, "");
+      if (extra != 0) {
+        std::string line;
+        AppendLine(line, offset + 4 + static_cast<std::uint64_t>(valueEnd - value), 1,
+                   "extra: " + ToHex(valueEnd, extra));
+        Put(line);
+      }
     }
-    json entry = {{"value", ValueToJson(v)}};
-    AppendLine(tree, static_cast<std::uint64_t>(p - in.begin()), 0,
-               "record " + std::to_string(index) + ", " + std::to_string(size) + " bytes");
-    AppendValueTree(tree, v, true, static_cast<std::uint64_t>(p + 4 - in.begin()), 1, "");
-    if (valueEnd != recordEnd) {
-      entry["extra"] = ToHex(valueEnd, static_cast<std::size_t>(recordEnd - valueEnd));
-      AppendLine(tree, static_cast<std::uint64_t>(valueEnd - in.begin()), 1,
-                 "extra: " + ToHex(valueEnd, static_cast<std::size_t>(recordEnd - valueEnd)));
-    }
-    tree += NormalFormNote(v, p + 4, static_cast<std::size_t>(valueEnd - p - 4), true);
-    records.push_back(std::move(entry));
-    p = recordEnd;
+    offset += 4 + std::uint64_t{size};
   }
-  if (asJson) {
-    Print(json({{"form", "sized"}, {"records", std::move(records)}}).dump(2) + "\n");
+  if (show.json) {
+    Put(index == 0 ? "]}\n" : "\n]}\n");
   } else {
-    Print("sized stream, " + std::to_string(in.bytes.size()) + " bytes, " +
-          std::to_string(records.size()) + (records.size() == 1 ? " record\n" : " records\n") +
-          tree);
+    Put(std::to_string(index) + (index == 1 ? " record, " : " records, ") + std::to_string(offset) +
+        " bytes\n");
   }
 }
 
-void DecodePacket(const Input& in, bool asJson) {
-  const zo::kel::FlexData packet = ReadPacketImage(in.begin(), in.end(), "FlexData packet");
-  if (asJson) {
-    json doc = {{"form", "flexdata"}, {"packet", ToHex(in.bytes)}};
+void DecodePacket(Source& source, const ShowOptions& show) {
+  const Bytes in = source.all();
+  const zo::kel::FlexData packet =
+      ReadPacketImage(in.data(), in.data() + in.size(), "FlexData packet");
+  if (show.json) {
+    json doc = {{"form", "flexdata"}};
     if (!packet.isEmpty()) doc["type"] = FlexTypeName(static_cast<std::uint16_t>(packet.getType()));
-    Print(doc.dump(2) + "\n");
+    doc["packet"] = ToHex(in);
+    Put(doc.dump() + "\n");
     return;
   }
-  std::string out = "FlexData packet, " + std::to_string(in.bytes.size()) + " bytes\n";
+  std::string out = "FlexData packet, " + std::to_string(in.size()) + " bytes\n";
   if (packet.isEmpty()) {
     AppendLine(out, 0, 0, "empty (no packet)");
   } else {
-    WalkPacket(&out, in.begin(), in.end(), 0, 0, "");
+    WalkPacket(&out, in.data(), in.data() + in.size(), 0, 0, "", show.maxElements);
   }
-  Print(out);
+  Put(out);
 }
 
 // The descriptor and the data of a pair, each from its own input.
-void DecodeTGVariant(Args& args, bool hex, bool asJson) {
+void DecodeTGVariant(Args& args, bool hex, const ShowOptions& show) {
   TGReadOptions options;
   options.wide = args.flag("--wide");
   if (const std::optional<std::string> how = args.option("--dictionaries")) {
     if (*how != "cluster" && *how != "variant") {
-      throw ToolError("--dictionaries must be cluster or variant, not \"" + *how + "\"");
+      throw UsageError("--dictionaries must be cluster or variant, not \"" + *how + "\"");
     }
     options.dictionaries = *how;
   }
   const std::vector<std::string> files = args.finish(2, 2);
   if (files[0] == "-" && files[1] == "-") {
-    throw ToolError("the descriptor and the data cannot both come from standard input");
+    throw UsageError("the descriptor and the data cannot both come from standard input");
   }
   TGPair pair;
-  pair.words = WordsFromBytes(ReadImage(files[0], hex).bytes, "TG variant descriptor");
-  pair.data = ReadImage(files[1], hex).bytes;
-  Print(asJson ? TGPairToJson(pair, options).dump(2) + "\n" : TGPairTree(pair, options));
+  pair.words = WordsFromBytes(Source(files[0], hex).all(), "TG variant descriptor");
+  pair.data = Source(files[1], hex).all();
+  ShowTGPair(pair, options, show);
 }
 
 int Run(Args& args) {
@@ -206,21 +311,26 @@ int Run(Args& args) {
   const bool flexdata = args.flag("--flexdata");
   const bool tgvariant = args.flag("--tgvariant");
   const bool hex = args.flag("--hex");
-  const bool asJson = args.flag("--json");
+  ShowOptions show;
+  show.json = args.flag("--json");
+  show.maxElements = show.json ? ~std::uint64_t{0} : kTreeElements;
+  if (const std::optional<std::string> max = args.option("--max-elements")) {
+    show.maxElements = ParseUnsigned(*max, 0xFFFFFFFFu, "--max-elements");
+  }
   if (full + sized + flexdata + tgvariant > 1)
-    throw ToolError("give at most one of --full, --sized, --flexdata, --tgvariant");
+    throw UsageError("give at most one of --full, --sized, --flexdata, --tgvariant");
   if (tgvariant) {
-    DecodeTGVariant(args, hex, asJson);
+    DecodeTGVariant(args, hex, show);
     return 0;
   }
   const std::vector<std::string> files = args.finish(0, 1);
-  const Input in = ReadImage(files.empty() ? "-" : files[0], hex);
+  Source source(files.empty() ? "-" : files[0], hex);
   if (sized) {
-    DecodeSized(in, asJson);
+    DecodeSized(source, show);
   } else if (flexdata) {
-    DecodePacket(in, asJson);
+    DecodePacket(source, show);
   } else {
-    DecodeValue(in, !full, asJson);
+    DecodeValue(source, !full, show);
   }
   return 0;
 }

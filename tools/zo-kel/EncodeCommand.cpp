@@ -2,9 +2,11 @@
 #include <cstring>
 
 #include "Bytes.h"
+#include "Cli.h"
 #include "Commands.h"
 #include "PacketTree.h"
 #include "TGVariantPair.h"
+#include "ValueImage.h"
 #include "VarDataJson.h"
 #include "kel/AutoBuffer.h"
 #include "qmstatic/vardata/VarData.h"
@@ -16,32 +18,44 @@ namespace {
 using json = nlohmann::ordered_json;
 
 const char kHelp[] =
-    "usage: zo-kel encode [--hex] [--full | --sized] [-o FILE] [FILE]\n"
+    "usage: zo-kel encode [--hex] [--full | --sized] [--normalize] [-o FILE] [FILE]\n"
     "\n"
     "Reads JSON from FILE (standard input when FILE is absent or \"-\") and writes the byte\n"
-    "image it describes: the document `zo-kel decode --json` prints (its \"form\" decides the\n"
-    "image), or one bare value such as {\"kind\": \"numeric\", \"value\": 3.5}, written in the\n"
-    "compact form, the full form (--full) or as one size-prefixed record (--sized).\n"
-    "A TG variant pair (form \"tgvariant\") is flattened from its value by the library and\n"
-    "written as two images: with --hex the descriptor line, then the data line; in binary\n"
-    "the descriptor to -o FILE and the data to --data-output FILE.\n"
+    "image it describes (docs/json.md): the document `zo-kel decode --json` prints, whose\n"
+    "\"form\" decides the image and which gives back exactly the bytes decoded, or one bare\n"
+    "value written in the compact form, the full form (--full) or as one size-prefixed\n"
+    "record (--sized). A bare value may be exact ({\"kind\": \"numeric\", \"qualifier\":\n"
+    "\"int32\", \"value\": 7}) or plain JSON: a string is narrow text (or an absolute time\n"
+    "when it reads as ISO 8601 UTC), a number a double, true/false a logical, null empty,\n"
+    "an array an array, an object without \"kind\" a dictionary with text keys.\n"
+    "A TG variant pair (form \"tgvariant\") keeps its words and bytes as decoded while they\n"
+    "hold the document's value, and is flattened from the value by the library otherwise;\n"
+    "it is two images: with --hex the descriptor line, then the data line; in binary the\n"
+    "descriptor to -o FILE and the data to --data-output FILE.\n"
     "\n"
     "options:\n"
     "  --hex        write hex text (one line per image or record) instead of binary\n"
+    "  --normalize  write each value as the library writes what it reads (labels in order,\n"
+    "               logicals 0 or 1, no bits above a kind code)\n"
     "  -o, --output FILE   write to FILE instead of standard output\n"
     "  --data-output FILE  where a TG variant pair's data goes in binary\n"
     "\n"
-    "Errors name the place in the document (\"value.entries[1].key\") or the byte offset of\n"
-    "a JSON syntax error, and what is wrong (exit status 2).\n";
+    "Exit status: 0 done, 1 the document is wrong (one line on standard error: the line and\n"
+    "column of a JSON syntax error, or the place in the document such as\n"
+    "\"value.entries[1].key\" and what is wrong), 2 bad usage.\n";
 
 json ParseDocument(const Bytes& text) {
   try {
     return json::parse(text.begin(), text.end());
   } catch (const json::parse_error& e) {
-    // nlohmann's text reads "[json.exception.parse_error.101] parse error at line 1, ...".
-    const char* detail = std::strstr(e.what(), "] ");
-    throw ToolError("JSON input: at offset " + std::to_string(e.byte == 0 ? 0 : e.byte - 1) + ": " +
-                    (detail != nullptr ? detail + 2 : e.what()));
+    // The parser's text reads "[json.exception.parse_error.101] parse error at line 1, column
+    // 5: syntax error while parsing value - ..."; its class tag is left out.
+    std::string detail = e.what();
+    const std::size_t tag = detail.find("] ");
+    if (tag != std::string::npos) detail.erase(0, tag + 2);
+    if (detail.compare(0, 15, "parse error at ") == 0) detail.erase(0, 15);
+    if (detail.size() > 160) detail = detail.substr(0, 157) + "...";
+    throw ToolError("JSON input: " + detail);
   }
 }
 
@@ -51,26 +65,44 @@ std::string Lines(const std::vector<Bytes>& images) {
   return out;
 }
 
-Bytes Value(const json& value, const std::string& path, bool compact) {
-  const VarData v = ValueFromJson(value, path);
+// The image of one value as the JSON gives it, or with `normalize` as the library writes the
+// value it reads from that image.
+Bytes Value(const json& value, const std::string& path, bool compact, bool normalize) {
+  Bytes image;
+  EncodeValueImage(image, value, compact, path);
+  if (!normalize) return image;
+  VarData v;
+  const unsigned char* cursor = image.data();
+  try {
+    v.deserializeImpl(cursor, image.data() + image.size(), compact);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) {
+    try {
+      WalkValueImage(image.data(), image.data() + image.size(), compact, 0);
+    } catch (const ImageFailure& f) {
+      throw ToolError(ShortPath(path + f.path.substr(5)) + ": " + f.reason);
+    }
+    throw ToolError(path + ": does not make a value");
+  }
   zo::kel::AutoBuffer buffer;
   v.SerializeWithoutSize(buffer, compact);
   return Bytes(buffer.Data(), buffer.Data() + buffer.Len());
 }
 
 // One record: the 32-bit size, the compact value and any extra bytes the size also counts.
-Bytes Record(const json& value, const std::string& path, const Bytes& extra) {
-  const VarData v = ValueFromJson(value, path);
-  zo::kel::AutoBuffer buffer;
-  v.SerializeWithSize(buffer);
-  Bytes record(buffer.Data(), buffer.Data() + buffer.Len());
-  std::uint32_t size = static_cast<std::uint32_t>(record.size() - 4 + extra.size());
-  for (int i = 0; i < 4; ++i) record[i] = static_cast<unsigned char>(size >> (8 * i));
+Bytes Record(const json& value, const std::string& path, const Bytes& extra, bool normalize) {
+  Bytes record(4, 0);
+  const Bytes image = Value(value, path, true, normalize);
+  record.insert(record.end(), image.begin(), image.end());
+  const auto size = static_cast<std::uint32_t>(record.size() - 4 + extra.size());
+  for (int i = 0; i < 4; ++i)
+    record[static_cast<std::size_t>(i)] = static_cast<unsigned char>(size >> (8 * i));
   record.insert(record.end(), extra.begin(), extra.end());
   return record;
 }
 
-std::vector<Bytes> SizedRecords(const json& doc) {
+std::vector<Bytes> SizedRecords(const json& doc, bool normalize) {
   CheckMembers(doc, "form records", "document");
   const auto records = doc.find("records");
   if (records == doc.end() || !records->is_array()) {
@@ -87,7 +119,7 @@ std::vector<Bytes> SizedRecords(const json& doc) {
       if (!r.at("extra").is_string()) throw ToolError(path + ".extra: expected hex text");
       extra = ParseHex(r.at("extra").get<std::string>(), path + ".extra");
     }
-    images.push_back(Record(r.at("value"), path + ".value", extra));
+    images.push_back(Record(r.at("value"), path + ".value", extra, normalize));
   }
   return images;
 }
@@ -102,26 +134,25 @@ Bytes Packet(const json& doc) {
   return bytes;
 }
 
-std::vector<Bytes> Encode(const json& doc, bool full, bool sized) {
-  if (!doc.is_object()) throw ToolError("document: expected a JSON object");
-  if (!doc.contains("form")) {  // a bare value
-    if (sized) return {Record(doc, "value", Bytes())};
-    return {Value(doc, "value", !full)};
+std::vector<Bytes> Encode(const json& doc, bool full, bool sized, bool normalize) {
+  if (!doc.is_object() || !doc.contains("form")) {  // a bare value
+    if (sized) return {Record(doc, "value", Bytes(), normalize)};
+    return {Value(doc, "value", !full, normalize)};
   }
   const json& form = doc.at("form");
   const std::string name = form.is_string() ? form.get<std::string>() : form.dump();
   if (full || sized) {
-    throw ToolError("--full and --sized apply to a bare value; this document's form is " + name);
+    throw UsageError("--full and --sized apply to a bare value; this document's form is " + name);
   }
   if (name == "compact" || name == "full") {
     CheckMembers(doc, "form value", "document");
     if (!doc.contains("value")) throw ToolError("document: missing member \"value\"");
-    return {Value(doc.at("value"), "value", name == "compact")};
+    return {Value(doc.at("value"), "value", name == "compact", normalize)};
   }
-  if (name == "sized") return SizedRecords(doc);
+  if (name == "sized") return SizedRecords(doc, normalize);
   if (name == "flexdata") return {Packet(doc)};
   if (name == "tgvariant") {
-    TGPair pair = TGPairFromJson(doc);
+    TGPair pair = TGPairFromJson(doc, normalize);
     return {WordsToBytes(pair.words), std::move(pair.data)};
   }
   throw ToolError("document: unknown form " + form.dump() +
@@ -132,22 +163,23 @@ int Run(Args& args) {
   const bool hex = args.flag("--hex");
   const bool full = args.flag("--full");
   const bool sized = args.flag("--sized");
+  const bool normalize = args.flag("--normalize");
   std::optional<std::string> output = args.option("--output");
   if (std::optional<std::string> o = args.option("-o")) {
-    if (output) throw ToolError("give -o or --output, not both");
+    if (output) throw UsageError("give -o or --output, not both");
     output = o;
   }
   const std::optional<std::string> dataOutput = args.option("--data-output");
-  if (full && sized) throw ToolError("give at most one of --full, --sized");
+  if (full && sized) throw UsageError("give at most one of --full, --sized");
   const std::vector<std::string> files = args.finish(0, 1);
   const json doc = ParseDocument(ReadInput(files.empty() ? "-" : files[0]));
-  const std::vector<Bytes> images = Encode(doc, full, sized);
+  const std::vector<Bytes> images = Encode(doc, full, sized, normalize);
   const std::string to = output ? *output : "-";
-  const bool pair = doc.value("form", json()) == "tgvariant";
+  const bool pair = doc.is_object() && doc.value("form", json()) == "tgvariant";
   if (dataOutput && (!pair || hex))
-    throw ToolError("--data-output is for a binary TG variant pair");
+    throw UsageError("--data-output is for a binary TG variant pair");
   if (pair && !hex && !dataOutput) {
-    throw ToolError(
+    throw UsageError(
         "a TG variant pair is two images: give -o DESCRIPTOR --data-output DATA, or --hex");
   }
   if (pair && !hex) {

@@ -40,8 +40,14 @@ T Load(const unsigned char* p) {
 
 class Walker {
  public:
-  Walker(std::string* out, const unsigned char* begin, std::uint64_t base)
-      : out_(out), begin_(begin), base_(base) {}
+  Walker(std::string* out, const unsigned char* begin, std::uint64_t base,
+         std::uint64_t maxElements)
+      : out_(out),
+        begin_(begin),
+        base_(base),
+        maxElements_(maxElements),
+        // Asked for more elements than the default, the walk shows them all.
+        maxLines_(maxElements > kShownElements ? ~std::uint64_t{0} : kMaxPacketLines) {}
 
   std::uint64_t packet(const unsigned char* p, const unsigned char* end, std::uint32_t depth,
                        int indent, const std::string& label) {
@@ -70,15 +76,15 @@ class Walker {
  private:
   [[noreturn]] void fail(const unsigned char* p, const std::string& what,
                          const std::string& why) const {
-    throw ToolError(what + " at offset " + std::to_string(at(p)) + ": " + why);
+    throw ToolError(what + " at byte " + std::to_string(at(p)) + ": " + why);
   }
   std::uint64_t at(const unsigned char* p) const {
     return base_ == kNoOffset ? kNoOffset : base_ + static_cast<std::uint64_t>(p - begin_);
   }
-  bool budgetLeft() const { return lines_ < kMaxPacketLines; }
+  bool budgetLeft() const { return lines_ < maxLines_; }
 
   void line(const unsigned char* p, int indent, const std::string& text) {
-    if (lines_ == kMaxPacketLines) {
+    if (lines_ == maxLines_) {
       if (out_ != nullptr) AppendLine(*out_, kNoOffset, indent, "... (the rest is not shown)");
       ++lines_;
     }
@@ -101,7 +107,7 @@ class Walker {
     try {
       return fd::GetMDEltSize(md, end);
     } catch (const zo::kel::exception::Exception& e) {
-      fail(md, "type element " + FlexTypeName(u16(md, end, "type element")), e.what());
+      fail(md, "type element " + FlexTypeName(u16(md, end, "type element")), Reason(e));
     }
   }
   std::uint64_t dataSize(const unsigned char* type, const unsigned char* data,
@@ -109,7 +115,7 @@ class Walker {
     try {
       return fd::GetDataSize(type, data, end);
     } catch (const zo::kel::exception::Exception& e) {
-      fail(data, FlexTypeName(Load<std::uint16_t>(type)) + " data", e.what());
+      fail(data, FlexTypeName(Load<std::uint16_t>(type)) + " data", Reason(e));
     }
   }
 
@@ -219,7 +225,7 @@ class Walker {
   }
 
   // Array element 0 x 0 x ... of a packet: dimension sizes, then the elements in row-major
-  // order, each of a variable-size type padded to even. Only the first kShownElements are walked;
+  // order, each of a variable-size type padded to even. Only the first maxElements_ are walked;
   // the library measures the whole array.
   std::uint64_t array(const unsigned char* type, const unsigned char* data,
                       const unsigned char* end, std::uint32_t depth, int indent,
@@ -229,7 +235,7 @@ class Walker {
     const unsigned char* elementEnd = type + 4 + Load<std::uint32_t>(type + 4);
     if (!Fits(4ull * dims, data, end)) fail(data, "array", "the packet ends inside its dimensions");
     std::string shape;
-    std::uint64_t count = 1;  // saturates: only the first kShownElements are walked
+    std::uint64_t count = 1;  // saturates: only the first maxElements_ are walked
     bool none = false;
     for (std::uint16_t i = 0; i < dims; ++i) {
       const auto dim = Load<std::int32_t>(data + 4 * i);
@@ -248,7 +254,7 @@ class Walker {
          label + "array of " + FlexTypeName(elementCode) + ", dimensions [" + shape + "]");
     const unsigned char* element = prefix(elementMD, elementEnd, depth + 1, indent + 1);
     elementSize(element, elementEnd);
-    const std::uint64_t shown = count < kShownElements ? count : kShownElements;
+    const std::uint64_t shown = count < maxElements_ ? count : maxElements_;
     const unsigned char* p = data + 4ull * dims;
     for (std::uint64_t i = 0; i < shown && budgetLeft(); ++i) {
       std::uint64_t n =
@@ -259,7 +265,7 @@ class Walker {
     }
     const std::uint64_t total = dataSize(type, data, end);
     if (count > shown) {
-      line(p, indent + 1, "... " + std::to_string(count - shown) + " more elements");
+      line(p, indent + 1, "... and " + std::to_string(count - shown) + " more");
     }
     return total;
   }
@@ -288,7 +294,9 @@ class Walker {
   std::string* out_;
   const unsigned char* begin_;
   std::uint64_t base_;
-  std::uint32_t lines_ = 0;
+  std::uint64_t maxElements_;
+  std::uint64_t maxLines_;
+  std::uint64_t lines_ = 0;
 };
 
 }  // namespace
@@ -349,8 +357,9 @@ std::string FlexTypeName(std::uint16_t code) {
 }
 
 void WalkPacket(std::string* out, const unsigned char* packet, const unsigned char* end,
-                std::uint64_t base, int indent, const std::string& label) {
-  Walker(out, packet, base).packet(packet, end, 0, indent, label);
+                std::uint64_t base, int indent, const std::string& label,
+                std::uint64_t maxElements) {
+  Walker(out, packet, base, maxElements).packet(packet, end, 0, indent, label);
 }
 
 zo::kel::FlexData ReadPacketImage(const unsigned char* begin, const unsigned char* end,
@@ -365,11 +374,11 @@ zo::kel::FlexData ReadPacketImage(const unsigned char* begin, const unsigned cha
     } catch (const ToolError& located) {
       throw ToolError(form + ": " + located.what());
     }
-    throw ToolError(form + ": packet at offset 0: " + e.what());
+    throw ToolError(form + ": packet at offset 0: " + Reason(e));
   }
   if (cursor != end) {
     throw ToolError(form + ": " + BytesFollow(static_cast<std::uint64_t>(end - cursor)) +
-                    " the packet, from offset " + std::to_string(cursor - begin));
+                    " the packet, from byte " + std::to_string(cursor - begin));
   }
   return packet;
 }

@@ -11,17 +11,20 @@
 
 namespace zokel_tool {
 
-/// Most tree lines one packet is shown with; an array shows at most kShownElements elements.
-/// Both keep the walk short for a small packet whose arrays repeat a large type many times.
+/// Most tree lines one packet is shown with, and the elements an array shows unless told
+/// otherwise: both keep the walk short for a small packet whose arrays repeat a large type many
+/// times. Asked for more elements, the walk shows every line.
 constexpr std::uint32_t kMaxPacketLines = 20000;
 constexpr std::uint32_t kShownElements = 16;
 
 /// Appends the packet at [packet, end) to out (when out is not null), one element per line,
 /// each line starting with its byte offset: `base` plus the element's place in [packet, end).
-/// `indent` is the nesting of the first line, `label` is put before its description.
+/// `indent` is the nesting of the first line, `label` is put before its description; an array
+/// shows its first `maxElements` elements and counts the rest.
 /// Throws ToolError naming the element and offset of the first malformed part.
 void WalkPacket(std::string* out, const unsigned char* packet, const unsigned char* end,
-                std::uint64_t base, int indent, const std::string& label);
+                std::uint64_t base, int indent, const std::string& label,
+                std::uint64_t maxElements = kShownElements);
 
 /// The packet image [begin, end) (four zero bytes: no packet), checked completely by the
 /// library. ToolError naming `form`, the offset of the first malformed element and what is

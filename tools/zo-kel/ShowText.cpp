@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "IsoTime.h"
 #include "kel/exception.h"
 #include "kel/osdep/AbsTimeToString.h"
 
@@ -66,6 +67,14 @@ std::string ShowSeconds(const nZOSS100::tSSTimeValue& t) {
   return ShowDouble(static_cast<double>(t.value())) + " s";
 }
 
+std::string IsoAbsTime(const zo::kel::AbsTime& t) {
+  std::uint32_t w3 = 0, w2 = 0, w1 = 0, w0 = 0;
+  t.value().Get(w3, w2, w1, w0);
+  const auto seconds = static_cast<std::int64_t>(static_cast<std::uint64_t>(w3) << 32 | w2);
+  return IsoText(ShiftedSeconds(seconds, kAbsTimeEpochUnix),
+                 static_cast<std::uint64_t>(w1) << 32 | w0);
+}
+
 std::string ShowAbsTime(const zo::kel::AbsTime& t) {
   std::string out = ShowSeconds(t) + " since 1904";
   try {
@@ -75,7 +84,8 @@ std::string ShowAbsTime(const zo::kel::AbsTime& t) {
     for (const wchar_t* c = text.c_str(); *c != 0; ++c) narrow += static_cast<char>(*c);
     if (!narrow.empty()) out = narrow + " (" + out + ")";
   } catch (const zo::kel::exception::Exception&) {
-    // Outside the calendar conversion's range: the seconds alone.
+    // Outside the calendar conversion's range: the instant from its own value.
+    out = IsoAbsTime(t) + " (" + out + ")";
   }
   return out;
 }

@@ -20,6 +20,8 @@ std::string QuoteBytes(const char* data, std::size_t n);
 std::string QuoteUnits(const std::uint16_t* units, std::size_t n);
 /// The shortest text that reads back as exactly d ("3.5", "0.1", "-0", "nan", "inf").
 std::string ShowDouble(double d);
+/// The instant as ISO 8601 UTC text, computed from its 128-bit value: every instant has one.
+std::string IsoAbsTime(const zo::kel::AbsTime& t);
 /// A time as "2024-12-25 10:30:00.000 UTC" when the calendar conversion can show it, and its
 /// seconds since 1904-01-01 in any case.
 std::string ShowAbsTime(const zo::kel::AbsTime& t);

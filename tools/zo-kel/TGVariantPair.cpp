@@ -1,10 +1,12 @@
 // TG variant pairs read and written through the library's codec.
 #include "TGVariantPair.h"
 
+#include <cstdio>
+
 #include "Cli.h"
+#include "Output.h"
 #include "PacketTree.h"
 #include "ShowText.h"
-#include "ValueTree.h"
 #include "VarDataJson.h"
 #include "kel/StringBase.h"
 #include "kel/exception.h"
@@ -16,12 +18,6 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-struct ReadPair {
-  VarData value;
-  zo::kel::AString name;
-  const char* dictionaries;
-};
-
 VarData Read(const TGPair& pair, bry::DictionaryConversion mode, bool wide,
              zo::kel::AString& name) {
   return bry::TGVariantToVarData(pair.words.data(), pair.words.data() + pair.words.size(),
@@ -29,35 +25,80 @@ VarData Read(const TGPair& pair, bry::DictionaryConversion mode, bool wide,
                                  wide);
 }
 
-ReadPair ReadWith(const TGPair& pair, const TGReadOptions& options) {
-  ReadPair r;
-  const bool cluster = options.dictionaries != "variant";
-  r.dictionaries = cluster ? "cluster" : "variant";
-  try {
-    r.value = Read(pair, cluster ? bry::kDictionaryAsCluster : bry::kDictionaryAsVariant,
-                   options.wide, r.name);
-    return r;
-  } catch (const zo::kel::exception::UnableToConvert& e) {
-    // A pair that carries its dictionaries as variants is refused in cluster mode: try that.
-    if (options.dictionaries == "auto") {
-      try {
-        r.value = Read(pair, bry::kDictionaryAsVariant, options.wide, r.name);
-        r.dictionaries = "variant";
-        return r;
-      } catch (const zo::kel::exception::Exception&) {
-      }
-    }
-    throw ToolError(std::string("TG variant pair: ") + e.what());
-  } catch (const zo::kel::exception::Exception& e) {
-    throw ToolError(std::string("TG variant pair: ") + e.what());
-  }
-}
-
 std::string Plural(std::size_t n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
+// The value of a compact image the tool wrote itself.
+VarData ImageValue(const Bytes& image, const std::string& path) {
+  VarData v;
+  const unsigned char* cursor = image.data();
+  try {
+    v.deserializeImpl(cursor, image.data() + image.size(), true);
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) {
+    try {
+      WalkValueImage(image.data(), image.data() + image.size(), true, kNoOffset);
+    } catch (const ImageFailure& f) {
+      throw ToolError(ShortPath(path + f.path.substr(5)) + ": " + f.reason);
+    }
+    throw ToolError(path + ": does not make a value");
+  }
+  return v;
+}
+
+TGPair Flatten(const VarData& value, const zo::kel::AString& name, bry::DictionaryConversion mode) {
+  TGPair pair;
+  try {
+    std::uint32_t wordCount = 0, byteCount = 0;
+    bry::VarDataToTGVariantLength(value, name, mode, wordCount, byteCount);
+    pair.words.resize(wordCount);
+    pair.data.resize(byteCount);
+    bry::VarDataToTGVariant(value, name, mode, pair.words.data(),
+                            pair.words.data() + pair.words.size(), pair.data.data(),
+                            pair.data.data() + pair.data.size());
+  } catch (const zo::kel::exception::Exception&) {
+    throw ToolError(
+        "value: cannot be flattened into a TG variant pair: a kind or a nesting the pair has no "
+        "type for");
+  }
+  return pair;
+}
+
 }  // namespace
+
+VarData ReadTGPair(const TGPair& pair, const TGReadOptions& options, std::string& dictionaries,
+                   std::string* name) {
+  zo::kel::AString read;
+  const bool cluster = options.dictionaries != "variant";
+  dictionaries = cluster ? "cluster" : "variant";
+  VarData value;
+  try {
+    value = Read(pair, cluster ? bry::kDictionaryAsCluster : bry::kDictionaryAsVariant,
+                 options.wide, read);
+  } catch (const zo::kel::exception::Exception&) {
+    // A pair that carries its dictionaries as variants is refused in cluster mode: try that.
+    bool read_ = false;
+    if (options.dictionaries == "auto") {
+      try {
+        value = Read(pair, bry::kDictionaryAsVariant, options.wide, read);
+        dictionaries = "variant";
+        read_ = true;
+      } catch (const zo::kel::exception::Exception&) {
+      }
+    }
+    if (!read_) {
+      throw ToolError(
+          "TG variant pair: " + Plural(pair.words.size(), "descriptor word", "descriptor words") +
+          " and " + Plural(pair.data.size(), "data byte", "data bytes") +
+          ": the codec refuses them (a type it does not know, sizes that disagree, "
+          "or data that ends early)");
+    }
+  }
+  if (name != nullptr) *name = std::string(read.c_str(), read.size());
+  return value;
+}
 
 std::vector<unsigned short> WordsFromBytes(const Bytes& bytes, const std::string& what) {
   if (bytes.size() % 2 != 0) {
@@ -80,40 +121,58 @@ Bytes WordsToBytes(const std::vector<unsigned short>& words) {
   return bytes;
 }
 
-json TGPairToJson(const TGPair& pair, const TGReadOptions& options) {
-  const ReadPair r = ReadWith(pair, options);
-  json doc = {{"form", "tgvariant"}};
-  PutText(doc, "name", "nameHex", r.name.c_str(), r.name.size());
-  doc["dictionaries"] = r.dictionaries;
-  if (options.wide) doc["wide"] = true;
-  doc["value"] = ValueToJson(r.value);
-  return doc;
-}
-
-std::string TGPairTree(const TGPair& pair, const TGReadOptions& options) {
-  const ReadPair r = ReadWith(pair, options);
+void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOptions& show) {
+  std::string dictionaries, name;
+  const VarData value = ReadTGPair(pair, options, dictionaries, &name);
+  const Bytes image = ValueToImage(value);
+  try {
+    const TGPair again =
+        Flatten(value, zo::kel::AString(name.data(), name.size()),
+                dictionaries == "cluster" ? bry::kDictionaryAsCluster : bry::kDictionaryAsVariant);
+    if (again.words != pair.words || again.data != pair.data) {
+      std::fputs(
+          "zo-kel decode: note: the pair is not in the normal form the library writes "
+          "(`zo-kel encode --normalize` writes that form)\n",
+          stderr);
+    }
+  } catch (const ToolError&) {
+    // A value the writer cannot flatten back: nothing to compare with.
+  }
+  const std::string words = WordsToHex(pair.words.data(), pair.words.size());
+  if (show.json) {
+    json head = {{"form", "tgvariant"}};
+    PutText(head, "name", "nameHex", name.data(), name.size());
+    head["dictionaries"] = dictionaries;
+    if (options.wide) head["wide"] = true;
+    head["descriptor"] = words;
+    head["data"] = ToHex(pair.data);
+    const std::string text = head.dump();
+    Put(text.substr(0, text.size() - 1) + ",\"value\":");
+    ShowValueImage(image.data(), image.data() + image.size(), true, kNoOffset, show, 0, "");
+    Put("}\n");
+    return;
+  }
   std::string out = "TG variant pair, " +
                     Plural(pair.words.size(), "descriptor word", "descriptor words") + ", " +
                     Plural(pair.data.size(), "data byte", "data bytes") + "\n";
-  AppendLine(out, kNoOffset, 0, "descriptor: " + WordsToHex(pair.words.data(), pair.words.size()));
+  AppendLine(out, kNoOffset, 0, "descriptor: " + words);
   AppendLine(out, kNoOffset, 0, "data: " + ToHex(pair.data));
-  if (!r.name.empty()) {
-    AppendLine(out, kNoOffset, 0, "name: " + QuoteBytes(r.name.c_str(), r.name.size()));
-  }
-  AppendLine(out, kNoOffset, 0, std::string("dictionaries as ") + r.dictionaries + "s");
+  if (!name.empty()) AppendLine(out, kNoOffset, 0, "name: " + QuoteBytes(name.data(), name.size()));
+  AppendLine(out, kNoOffset, 0, "dictionaries as " + dictionaries + "s");
+  Put(out);
   // The value is built by the codec, not read from a VarData image: no offsets to show.
-  AppendValueTree(out, r.value, true, kNoOffset, 0, "value: ");
-  return out;
+  ShowValueImage(image.data(), image.data() + image.size(), true, kNoOffset, show, 0, "value: ");
 }
 
-TGPair TGPairFromJson(const json& doc) {
-  CheckMembers(doc, "form name nameHex dictionaries wide value", "document");
-  zo::kel::AString name;
+TGPair TGPairFromJson(const json& doc, bool normalize) {
+  CheckMembers(doc, "form name nameHex dictionaries wide descriptor data value", "document");
+  std::string nameText;
   if (doc.contains("name") || doc.contains("nameHex")) {
-    const std::string text = GetText(doc, "name", "nameHex", "document");
-    name = zo::kel::AString(text.data(), text.size());
+    nameText = GetText(doc, "name", "nameHex", "document");
   }
+  const zo::kel::AString name(nameText.data(), nameText.size());
   bry::DictionaryConversion mode = bry::kDictionaryAsCluster;
+  TGReadOptions options;
   if (doc.contains("dictionaries")) {
     const json& d = doc.at("dictionaries");
     if (d == "variant") {
@@ -121,22 +180,30 @@ TGPair TGPairFromJson(const json& doc) {
     } else if (d != "cluster") {
       throw ToolError("document.dictionaries: expected \"cluster\" or \"variant\"");
     }
+    options.dictionaries = d.get<std::string>();
   }
+  if (doc.contains("wide")) options.wide = doc.at("wide") == true;
   if (!doc.contains("value")) throw ToolError("document: missing member \"value\"");
-  const VarData value = ValueFromJson(doc.at("value"), "value");
-  TGPair pair;
-  try {
-    std::uint32_t wordCount = 0, byteCount = 0;
-    bry::VarDataToTGVariantLength(value, name, mode, wordCount, byteCount);
-    pair.words.resize(wordCount);
-    pair.data.resize(byteCount);
-    bry::VarDataToTGVariant(value, name, mode, pair.words.data(),
-                            pair.words.data() + pair.words.size(), pair.data.data(),
-                            pair.data.data() + pair.data.size());
-  } catch (const zo::kel::exception::Exception& e) {
-    throw ToolError(std::string("value: cannot be flattened into a TG variant pair: ") + e.what());
+  Bytes image;
+  EncodeValueImage(image, doc.at("value"), true, "value");
+  const VarData value = ImageValue(image, "value");
+  // The words and bytes as read, when they still hold the value and name of the document: a
+  // pair the writer would lay out otherwise (labels in another order, other booleans) comes
+  // back as it was.
+  if (!normalize && doc.contains("descriptor") && doc.contains("data") &&
+      doc.at("descriptor").is_string() && doc.at("data").is_string()) {
+    TGPair given;
+    given.words = WordsFromHex(doc.at("descriptor").get<std::string>(), "document.descriptor");
+    given.data = ParseHex(doc.at("data").get<std::string>(), "document.data");
+    std::string dictionaries, givenName;
+    try {
+      const VarData read = ReadTGPair(given, options, dictionaries, &givenName);
+      if (givenName == nameText && ValueToImage(read) == ValueToImage(value)) return given;
+    } catch (const ToolError&) {
+      // The given words do not read: the value decides.
+    }
   }
-  return pair;
+  return Flatten(value, name, mode);
 }
 
 }  // namespace zokel_tool

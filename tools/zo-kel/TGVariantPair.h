@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Bytes.h"
+#include "ValueImage.h"
 #include "qmstatic/vardata/VarData.h"
 
 namespace zokel_tool {
@@ -25,17 +26,22 @@ struct TGReadOptions {
   bool wide = false;
 };
 
-/// The pair as the JSON document of `zo-kel decode --tgvariant --json`:
-/// {"form": "tgvariant", "name": ..., "dictionaries": ..., "value": ...}.
-/// ToolError "TG variant pair: " and the reader's reason when the pair does not read.
-nlohmann::ordered_json TGPairToJson(const TGPair& pair, const TGReadOptions& options);
+/// The value the pair holds, read by the library's codec; `dictionaries` tells how it read
+/// them ("cluster" or "variant") and `name` receives the pair's name when not null.
+/// ToolError "TG variant pair: " and why the pair does not read.
+VarData ReadTGPair(const TGPair& pair, const TGReadOptions& options, std::string& dictionaries,
+                   std::string* name = nullptr);
 
-/// The readable tree of the pair: its words, data, name and the value they decode to.
-std::string TGPairTree(const TGPair& pair, const TGReadOptions& options);
+/// Writes the pair to standard output as its tree (its words, data, name and the value they
+/// decode to) or as the JSON document of `zo-kel decode --tgvariant --json`:
+/// {"form": "tgvariant", "name", "dictionaries", "descriptor", "data", "value"}.
+/// ToolError when the pair does not read.
+void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOptions& show);
 
-/// The pair the document describes, flattened by the library's writer; ToolError naming the
-/// member that is wrong or the writer's reason.
-TGPair TGPairFromJson(const nlohmann::ordered_json& doc);
+/// The pair the document describes: its "descriptor" and "data" as given when they read as the
+/// document's "value" and name (unless `normalize`), otherwise the value flattened by the
+/// library's writer. ToolError naming the member that is wrong or the writer's reason.
+TGPair TGPairFromJson(const nlohmann::ordered_json& doc, bool normalize);
 
 /// Descriptor words from their bytes, each word two bytes big-endian; ToolError naming `what`
 /// for an odd count.

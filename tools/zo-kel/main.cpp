@@ -6,7 +6,9 @@
 #include <exception>
 #include <new>
 
+#include "Cli.h"
 #include "Commands.h"
+#include "Output.h"
 
 namespace {
 
@@ -19,32 +21,40 @@ const Command* const kCommands[] = {&zokel_tool::kDecodeCommand, &zokel_tool::kE
 void PrintUsage(std::FILE* to) {
   std::fputs(
       "usage: zo-kel <command> [options] [arguments]\n"
+      "       zo-kel --version\n"
       "\n"
       "commands:\n",
       to);
   for (const Command* c : kCommands) std::fprintf(to, "  %-8s %s\n", c->name, c->summary);
   std::fputs(
       "\n"
-      "`zo-kel <command> --help` describes a command. Errors exit with status 2.\n",
+      "`zo-kel <command> --help` describes a command. Exit status: 0 done, 1 bad input,\n"
+      "2 bad usage.\n",
       to);
 }
 
 int Run(const Command& command, int argc, char** argv) {
   try {
     zokel_tool::Args args(argc, argv, 2);
-    if (args.flag("--help")) {
+    if (args.flag("--help") || args.flag("-h")) {
       std::fputs(command.help, stdout);
       return 0;
     }
-    return command.run(args);
+    const int status = command.run(args);
+    zokel_tool::FlushOutput();
+    return status;
+  } catch (const zokel_tool::UsageError& e) {
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+    return 2;
   } catch (const zokel_tool::ToolError& e) {
     std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zo-kel %s: out of memory\n", command.name);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, e.what());
+    // The library's own errors: their text, never their class.
+    std::fprintf(stderr, "zo-kel %s: %s\n", command.name, zokel_tool::Reason(e).c_str());
   }
-  return 2;
+  return 1;
 }
 
 }  // namespace
@@ -62,6 +72,10 @@ int main(int argc, char** argv) {
   if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 ||
       std::strcmp(name, "help") == 0) {
     PrintUsage(stdout);
+    return 0;
+  }
+  if (std::strcmp(name, "--version") == 0 || std::strcmp(name, "-V") == 0) {
+    std::printf("zo-kel %s (zo_kel_basics %s)\n", ZO_KEL_TOOL_VERSION, ZO_KEL_TOOL_VERSION);
     return 0;
   }
   for (const Command* c : kCommands) {
