@@ -1,7 +1,9 @@
 # The API reference: `cmake --build <dir> --target docs` runs Doxygen over the public headers and
 # fails on any warning (an undocumented public declaration, a broken reference).
 find_package(Doxygen QUIET)
-if(DOXYGEN_FOUND)
+find_package(Python3 QUIET COMPONENTS Interpreter)
+if(DOXYGEN_FOUND AND Python3_Interpreter_FOUND)
+  set(Python3_EXECUTABLE_FOR_DOCS "${Python3_EXECUTABLE}")
   set(ZO_KEL_DOCS_DIR "${PROJECT_BINARY_DIR}/docs")
   configure_file("${PROJECT_SOURCE_DIR}/docs/Doxyfile.in" "${ZO_KEL_DOCS_DIR}/Doxyfile" @ONLY)
   add_custom_target(docs
@@ -11,7 +13,7 @@ if(DOXYGEN_FOUND)
     VERBATIM)
 else()
   add_custom_target(docs
-    COMMAND "${CMAKE_COMMAND}" -E echo "The API reference needs Doxygen (Debian package doxygen)."
+    COMMAND "${CMAKE_COMMAND}" -E echo "The API reference needs Doxygen and Python 3 (Debian packages doxygen, python3)."
     COMMAND "${CMAKE_COMMAND}" -E false
     VERBATIM)
 endif()
