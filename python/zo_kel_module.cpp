@@ -76,8 +76,10 @@ py::object NameOf(const Name (&table)[N], std::uint16_t code) {
 
 // ---- Python to VarData --------------------------------------------------------------------------
 
-py::object g_value_class;                     // zo_kel.Value, set when the module loads
-py::object g_datetime, g_timedelta, g_epoch;  // datetime classes and 1904-01-01 UTC
+// zo_kel.Value, the datetime classes and 1904-01-01 UTC: strong references taken once when the
+// module loads and deliberately never dropped, since a static py::object would release its
+// reference after the interpreter has finalised.
+py::handle g_value_class, g_datetime, g_timedelta, g_epoch;
 
 VarData ToVar(const py::handle& obj, std::uint32_t depth);
 
@@ -208,7 +210,8 @@ VarData ToVar(const py::handle& obj, std::uint32_t depth) {
   }
   if (py::isinstance<py::bytes>(obj) || py::isinstance<py::bytearray>(obj) ||
       py::isinstance<py::memoryview>(obj)) {
-    const std::string bytes = py::bytes(obj.attr("__bytes__")()).cast<std::string>();
+    const std::string bytes =
+        py::bytes(py::reinterpret_steal<py::object>(PyBytes_FromObject(obj.ptr())));
     VarData v;
     v.SetRaw(reinterpret_cast<const unsigned char*>(bytes.data()),
              static_cast<std::uint32_t>(bytes.size()));
@@ -263,7 +266,10 @@ py::object Seconds(const nZOSS100::tSSTimeValue& t) {
 py::object Delta(const nZOSS100::tSSTimeValue& t) {
   long long micros = std::llround(t.getFractionImpl() * 1e6);
   long long secs = t.getSecondsImpl();
-  if (micros == 1000000) ++secs, micros = 0;
+  if (micros == 1000000) {
+    ++secs;
+    micros = 0;
+  }
   try {
     return g_timedelta(py::arg("seconds") = secs, py::arg("microseconds") = micros);
   } catch (const py::error_already_set&) {
@@ -431,7 +437,8 @@ py::object Loads(const py::buffer& data, const std::string& form, bool sized) {
 py::bytes FlexdataDumps(const py::handle& obj) {
   VarData v = ToVar(obj, 0);
   if (v.getKind() != VarData::kFlexData) {
-    // A value with no packet form becomes no packet at all: refuse it rather than send Void.
+    // Through the packet factory rather than Convert_, so that a value that cannot be packed
+    // raises its error instead of becoming an empty packet.
     IVarDataGuts* guts = NewVarDataFlexDataFromVarData(v);
     v.Clear();
     v.adoptGuts(VarData::kFlexData, guts);
@@ -529,26 +536,29 @@ double ParseTime(const std::string& text, const py::handle& fmt) {
 PYBIND11_MODULE(_zo_kel, m) {
   m.doc() = "Bindings of the zo_kel_basics C++ library (use the zo_kel package).";
   py::module_ datetime = py::module_::import("datetime");
-  g_datetime = datetime.attr("datetime");
-  g_timedelta = datetime.attr("timedelta");
-  g_epoch = g_datetime(1904, 1, 1, py::arg("tzinfo") = datetime.attr("timezone").attr("utc"));
+  g_datetime = py::object(datetime.attr("datetime")).release();
+  g_timedelta = py::object(datetime.attr("timedelta")).release();
+  g_epoch =
+      g_datetime(1904, 1, 1, py::arg("tzinfo") = datetime.attr("timezone").attr("utc")).release();
 
-  static py::exception<zo::kel::exception::Exception> error(m, "Error", PyExc_ValueError);
+  // Never destroyed, for the same reason as the handles above.
+  static auto* error =
+      new py::exception<zo::kel::exception::Exception>(m, "Error", PyExc_ValueError);
   py::register_exception_translator([](std::exception_ptr p) {
     try {
       if (p) std::rethrow_exception(p);
     } catch (const zo::kel::exception::Exception& e) {
-      error(e.what());
+      (*error)(e.what());
     } catch (const TypeErrorException& e) {
-      error(e.what());
+      (*error)(e.what());
     } catch (const KeyErrorException& e) {
-      error(e.what());
+      (*error)(e.what());
     } catch (const DeserializationErrorException& e) {
-      error(e.what());
+      (*error)(e.what());
     }
   });
 
-  m.def("_set_value_class", [](py::object cls) { g_value_class = std::move(cls); });
+  m.def("_set_value_class", [](py::object cls) { g_value_class = cls.release(); });
   m.def("dumps", &Dumps, py::arg("obj"), py::arg("form") = "compact", py::arg("sized") = false);
   m.def("loads", &Loads, py::arg("data"), py::arg("form") = "compact", py::arg("sized") = false);
   m.def("flexdata_dumps", &FlexdataDumps, py::arg("obj"));
@@ -558,8 +568,4 @@ PYBIND11_MODULE(_zo_kel, m) {
   m.def("parse_time", &ParseTime, py::arg("text"), py::arg("fmt") = 0);
   m.def("library_version", [] { return std::string(zo::kel::LibraryVersion()); });
   m.attr("HEADERS_VERSION") = ZO_KEL_BASICS_VERSION_STRING;
-  m.add_object("_cleanup", py::capsule([] {
-                 g_value_class = py::object();
-                 g_datetime = g_timedelta = g_epoch = py::object();
-               }));
 }

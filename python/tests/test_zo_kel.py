@@ -23,6 +23,7 @@ ROUND_TRIPS = [
     ("narrow text", "abc"),
     ("wide text", "d\u00e9j\u00e0 \u20ac"),
     ("raw bytes", b"\x00\xff\x10"),
+    ("empty raw bytes", b""),
     ("array", [1, 2.5, "x", None, [True]]),
     ("empty array", []),
     ("dictionary", {"a": [1, 2.5, "x"], 7: "seven"}),
@@ -72,6 +73,11 @@ def test_wide_text_is_chosen_for_non_ascii_and_by_value():
     wide = zo_kel.dumps(Value("unicode", "ab"))
     assert narrow[:2] == bytes.fromhex("0510") and wide[:2] == bytes.fromhex("0610")
     assert zo_kel.dumps("\u00e9")[:2] == bytes.fromhex("0610")
+
+
+def test_bytes_like_objects_are_raw_bytes():
+    for data in (bytearray(b"ab"), memoryview(b"ab")):
+        assert zo_kel.loads(zo_kel.dumps(data)) == b"ab"
 
 
 def test_sized_records_are_read_as_a_list():
