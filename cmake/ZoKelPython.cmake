@@ -1,9 +1,17 @@
 # Decides whether the zo_kel Python module is built (ZO_KEL_BUILD_PYTHON): on by default when
-# pybind11 and the Python headers are found, never when cross-compiling (an i386 module could not
-# be imported by the build machine's Python) or under the sanitizers (an extension would need the
-# sanitizer runtime preloaded into the interpreter).
+# pybind11 and the Python headers are found, except where the build machine's Python or gdb
+# cannot run what is built (ZO_KEL_HOST_RUNS_BUILD, also used by the gdb test): a cross or -m32
+# build (programs run under an emulator; an i386 module cannot be imported) or a sanitizer build
+# (an extension would need the sanitizer runtime preloaded, and LeakSanitizer cannot run under a
+# debugger).
+if(CMAKE_CROSSCOMPILING OR CMAKE_CROSSCOMPILING_EMULATOR OR CMAKE_CXX_FLAGS MATCHES "-m32"
+   OR CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+  set(ZO_KEL_HOST_RUNS_BUILD OFF)
+else()
+  set(ZO_KEL_HOST_RUNS_BUILD ON)
+endif()
 set(zo_kel_python_default OFF)
-if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+if(ZO_KEL_HOST_RUNS_BUILD)
   # The distribution's interpreter first: pybind11-dev, python3-dev and python3-pytest belong to it.
   if(NOT DEFINED Python3_EXECUTABLE AND EXISTS /usr/bin/python3)
     set(Python3_EXECUTABLE /usr/bin/python3)

@@ -197,6 +197,86 @@ VarData FromValue(const py::handle& value, std::uint32_t depth) {
   }
 }
 
+// ---- Numeric arrays (array.array, numpy.ndarray) as packet arrays, converted in one pass ----
+
+using zo::kel::fd::FlexType;
+
+struct ArrayType {
+  FlexType type;
+  char code;          // array.array type code
+  const char* dtype;  // numpy dtype name
+  py::ssize_t size;
+};
+
+constexpr ArrayType kArrayTypes[] = {
+    {FlexType::I8, 'b', "int8", 1},     {FlexType::UI8, 'B', "uint8", 1},
+    {FlexType::I16, 'h', "int16", 2},   {FlexType::UI16, 'H', "uint16", 2},
+    {FlexType::I32, 'i', "int32", 4},   {FlexType::UI32, 'I', "uint32", 4},
+    {FlexType::I64, 'q', "int64", 8},   {FlexType::UI64, 'Q', "uint64", 8},
+    {FlexType::F32, 'f', "float32", 4}, {FlexType::F64, 'd', "float64", 8},
+};
+
+// The packet type of a buffer's elements, from its struct format letter and item size.
+const ArrayType& TypeOfBuffer(const py::buffer_info& info) {
+  const char letter = info.format.empty() ? '?' : info.format.back();
+  const bool isFloat = letter == 'f' || letter == 'd';
+  const bool isInteger = std::string("bBhHiIlLqQnN").find(letter) != std::string::npos;
+  const bool isUnsigned = letter >= 'A' && letter <= 'Z';
+  for (const ArrayType& t : kArrayTypes) {
+    const bool tFloat = t.type == FlexType::F32 || t.type == FlexType::F64;
+    const bool tUnsigned = t.code >= 'A' && t.code <= 'Z';
+    if (t.size == info.itemsize &&
+        ((isFloat && tFloat) || (isInteger && !tFloat && tUnsigned == isUnsigned)))
+      return t;
+  }
+  throw py::type_error("no packet array for elements of format \"" + info.format + "\"");
+}
+
+VarData NumericArrayValue(const py::handle& obj) {
+  const py::buffer_info info = py::reinterpret_borrow<py::buffer>(obj).request();
+  const ArrayType& type = TypeOfBuffer(info);
+  py::ssize_t stride = info.itemsize;
+  for (py::ssize_t d = info.ndim; d-- > 0;) {
+    if (info.shape[d] > INT32_MAX) throw py::value_error("array dimension over 2^31 - 1");
+    if (info.shape[d] > 1 && info.strides[d] != stride)
+      throw py::value_error("array must be C-contiguous");
+    stride *= info.shape[d];
+  }
+  if (info.ndim > 0xFFFF) throw py::value_error("too many array dimensions");
+  std::vector<std::int32_t> dims(info.shape.begin(), info.shape.end());
+  zo::kel::FlexData packet;
+  packet.setScalarArray(type.type, dims.data(), static_cast<std::uint16_t>(dims.size()), type.type,
+                        info.ptr);
+  return VarData(packet);
+}
+
+// A one-type numeric packet array as numpy.ndarray (shaped) when numpy imports, else as a flat
+// array.array; the elements are converted in one call, not one Python object each.
+py::object NumericArrayObject(const zo::kel::FlexData& packet) {
+  const FlexType element = packet.getElementType();
+  const ArrayType* type = nullptr;
+  for (const ArrayType& t : kArrayTypes)
+    if (t.type == element) type = &t;
+  if (type == nullptr) return py::none();
+  py::object out;
+  try {
+    py::module_ numpy = py::module_::import("numpy");
+    const zo::kel::Vector<std::int32_t> dims = packet.getDims();
+    out = numpy.attr("empty")(
+        py::tuple(py::cast(std::vector<std::int32_t>(dims.begin(), dims.end()))),
+        py::arg("dtype") = type->dtype);
+  } catch (const py::error_already_set&) {
+    // The packet was checked whole when it was read: its elements' bytes are all there, so the
+    // element count times the item size is bounded by the input's size.
+    const std::uint64_t count = packet.getElementCount();
+    out = py::module_::import("array").attr("array")(std::string(1, type->code));
+    out.attr("frombytes")(py::bytes(std::string(count * type->size, '\0')));
+  }
+  const py::buffer_info info = py::reinterpret_borrow<py::buffer>(out).request(true);
+  packet.getScalarArray(element, info.ptr);
+  return out;
+}
+
 VarData ToVar(const py::handle& obj, std::uint32_t depth) {
   if (depth > kMaxDepth) throw py::value_error("value nested too deeply");
   if (obj.is_none()) return VarData();
@@ -240,6 +320,7 @@ VarData ToVar(const py::handle& obj, std::uint32_t depth) {
     const auto [s, f] = SecondsOf(obj);
     return VarData(zo::kel::RelTime(s, f));
   }
+  if (PyObject_CheckBuffer(obj.ptr())) return NumericArrayValue(obj);
   throw py::type_error(std::string("no zo_kel value for a ") +
                        py::str(py::type::of(obj).attr("__name__")).cast<std::string>());
 }
@@ -454,7 +535,6 @@ py::object FlexdataLoads(const py::buffer& data) {
   const VarData packet = VarData::flexData(begin, begin + info.size);
   // The packet's type decides the kind of the value it stands for; converting to that kind hands
   // back the value itself. A cluster (and a waveform) reads as the array of its members.
-  using zo::kel::fd::FlexType;
   std::uint16_t kind = VarData::kArray;
   switch (packet.getFlexData().getType()) {
     case FlexType::Void:
@@ -471,7 +551,12 @@ py::object FlexdataLoads(const py::buffer& data) {
     case FlexType::UTF16:
       kind = VarData::kUnicode;
       break;
-    case FlexType::Array:
+    case FlexType::Array: {
+      py::object numbers = NumericArrayObject(packet.getFlexData());
+      if (!numbers.is_none()) return numbers;
+      kind = VarData::kArray;
+      break;
+    }
     case FlexType::Cluster:
       kind = VarData::kArray;
       break;

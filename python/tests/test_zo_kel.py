@@ -92,9 +92,28 @@ PACKETS = [(3, 3), (2.5, 2.5), (True, True), ("text", "text"), ([1, 2, 3], [1, 2
 
 def test_packets_carry_numbers_text_arrays_and_clusters():
     for value, back in PACKETS:
-        assert zo_kel.flexdata_loads(zo_kel.flexdata_dumps(value)) == back, value
+        got = zo_kel.flexdata_loads(zo_kel.flexdata_dumps(value))
+        got = got.tolist() if hasattr(got, "tolist") else got  # numeric arrays come as arrays
+        assert got == back, value
     packet = zo_kel.flexdata_dumps(7)
     assert zo_kel.loads(zo_kel.dumps(Value("flexdata", packet))) == Value("flexdata", packet)
+
+
+@pytest.mark.parametrize("code", ["b", "B", "h", "H", "i", "I", "q", "Q", "f", "d"])
+def test_numeric_arrays_travel_as_packet_arrays(code):
+    import array
+    numbers = array.array(code, [0, 1, 2, 100])
+    back = zo_kel.flexdata_loads(zo_kel.flexdata_dumps(numbers))
+    assert list(back) == list(numbers) and back.itemsize == numbers.itemsize, code
+
+
+def test_numpy_arrays_keep_their_shape_and_type():
+    numpy = pytest.importorskip("numpy")
+    grid = numpy.arange(6, dtype=numpy.int16).reshape(2, 3)
+    back = zo_kel.flexdata_loads(zo_kel.flexdata_dumps(grid))
+    assert back.dtype == numpy.int16 and back.shape == (2, 3) and (back == grid).all()
+    with pytest.raises(ValueError, match="contiguous"):
+        zo_kel.flexdata_dumps(grid[:, ::2])
 
 
 FORMATS = [

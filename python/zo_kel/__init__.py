@@ -7,8 +7,9 @@ display text (``format_number``, ``parse_number``, ``parse_time``) and the libra
 Python values map to the library's kinds: ``None`` empty, ``bool`` logical, ``int`` numeric (the
 narrowest integer qualifier that holds it), ``float`` numeric (double), ``str`` narrow text when
 ASCII-only and wide text otherwise, ``bytes`` raw bytes, ``list`` array, ``dict`` dictionary,
-aware ``datetime.datetime`` absolute time, ``datetime.timedelta`` relative time. Every other kind,
-or an explicit choice of kind or qualifier, is a ``zo_kel.Value``.
+aware ``datetime.datetime`` absolute time, ``datetime.timedelta`` relative time, numeric
+``array.array`` and ``numpy.ndarray`` a packet array. Every other kind, or an explicit choice of
+kind or qualifier, is a ``zo_kel.Value``.
 """
 
 from ._zo_kel import (

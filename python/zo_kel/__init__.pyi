@@ -25,9 +25,10 @@ def dumps(obj: PyValue, form: Form = "compact", sized: bool = False) -> bytes:
 def loads(data: Buffer, form: Form = "compact", sized: bool = False) -> PyValue:
     """The value of a byte image (all of data); with sized=True the list of all its records."""
 def flexdata_dumps(obj: PyValue) -> bytes:
-    """The FlexData packet of obj."""
+    """The FlexData packet of obj; array.array and numpy arrays become numeric packet arrays."""
 def flexdata_loads(data: Buffer) -> PyValue:
-    """The value a complete FlexData packet stands for."""
+    """The value a complete FlexData packet stands for; numeric arrays as numpy.ndarray
+    (array.array without numpy)."""
 def format_number(value: float, fmt: Union[int, str]) -> str:
     """value in display format fmt (its number 0-73 or its name)."""
 def parse_number(text: str) -> float:
