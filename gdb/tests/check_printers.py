@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Runs gdb -batch on the sample program, stops in Stop(), prints main's values through the
-zo_kel_basics printers and checks the printed text. Usage: check_printers.py GDB PROGRAM SCRIPT"""
+zo_kel_basics printers, which gdb auto-loads with the library (the <library>-gdb.py script in the
+library's folder), and checks the printed text.
+Usage: check_printers.py GDB PROGRAM LIBRARY_DIR"""
 import subprocess
 import sys
 
-gdb, program, script = sys.argv[1:4]
+gdb, program, library_dir = sys.argv[1:4]
 
 # Expression printed in main's frame -> text its printed value must contain.
 EXPECTED = [
@@ -22,7 +24,7 @@ EXPECTED = [
     ("list.type_", "12295"),  # the raw handle stays reachable
 ]
 
-args = [gdb, "-batch", "-nx", "-iex", "set auto-load no", "-ex", f"source {script}",
+args = [gdb, "-batch", "-nx", "-iex", f"add-auto-load-safe-path {library_dir}",
         "-ex", "break Stop", "-ex", "run", "-ex", "up"]
 for expression, _ in EXPECTED:
     args += ["-ex", f"print {expression}"]
