@@ -86,6 +86,10 @@ VarData ToVar(const py::handle& obj, std::uint32_t depth);
 VarData TextValue(const std::string& utf8, bool wide) {
   if (!wide) return VarData::ansi(utf8.data(), static_cast<std::uint32_t>(utf8.size()));
   const std::wstring w = py::str(utf8).cast<std::wstring>();
+  // A wide text's byte image keeps 16 bits per character: refuse what it would silently cut.
+  for (wchar_t c : w)
+    if (static_cast<std::uint32_t>(c) > 0xFFFF)
+      throw py::value_error("wide text holds characters up to U+FFFF only");
   return VarData::unicode(w.data(), static_cast<std::uint32_t>(w.size()));
 }
 

@@ -170,6 +170,7 @@ ERRORS = [
     ("bad form", lambda: zo_kel.dumps(1, form="wide"), ValueError, "form"),
     ("naive datetime", lambda: zo_kel.dumps(dt.datetime(2026, 1, 1)), ValueError, "aware"),
     ("int too big", lambda: zo_kel.dumps(2**40), ValueError, "32-bit"),
+    ("beyond U+FFFF", lambda: zo_kel.dumps("\U0001F600"), ValueError, "U+FFFF"),
     ("unknown type", lambda: zo_kel.dumps(object()), TypeError, "object"),
     ("unknown qualifier", lambda: zo_kel.dumps(Value("numeric", 1, "int64")), ValueError,
      "qualifier"),
