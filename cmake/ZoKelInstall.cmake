@@ -14,6 +14,9 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/src/"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zo_kel_basics"
   FILES_MATCHING PATTERN "*.h"
   PATTERN "*_impl.h" EXCLUDE)
+# The generated version header, included as "zo_kel_basics/version.h".
+install(FILES "${PROJECT_BINARY_DIR}/include/zo_kel_basics/version.h"
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/zo_kel_basics/zo_kel_basics")
 
 install(EXPORT zo_kel_basicsTargets
   NAMESPACE zo_kel_basics::

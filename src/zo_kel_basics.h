@@ -40,4 +40,6 @@
 
 #include "qmdynamic/VarDataFlexData.h"
 
+#include "zo_kel_basics/version.h"
+
 #endif  // ZO_KEL_BASICS_H

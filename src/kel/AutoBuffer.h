@@ -32,10 +32,13 @@ class ZO_KEL_API AutoBufferGuts {
   /// otherwise does nothing. Throws std::bad_alloc with the body unchanged.
   void Reserve(std::uint32_t n);
 
+  /// The block: first byte, one past the last byte in use, bytes in use, bytes allocated.
+  ///@{
   unsigned char* Begin() const noexcept { return begin_; }
   unsigned char* End() const noexcept { return end_; }
   std::uint32_t Len() const noexcept { return static_cast<std::uint32_t>(end_ - begin_); }
   std::uint32_t Capacity() const noexcept { return capacity_; }
+  ///@}
   /// Number of AutoBuffer objects sharing this body.
   std::int32_t RefCount() const noexcept { return count_.getCount(); }
 
@@ -127,8 +130,10 @@ class ZO_KEL_API AutoBuffer {
   }
 
   /// Byte-wise order of the contents (see CompareBuffers); a shorter prefix sorts first.
+  ///@{
   bool operator==(const AutoBuffer& other) const noexcept;
   bool operator<(const AutoBuffer& other) const noexcept;
+  ///@}
 
   /// Bytes of the flat record: the 4-byte length field and the Len bytes.
   std::uint32_t serializationSize() const noexcept { return Len() + 4u; }
@@ -149,6 +154,7 @@ class ZO_KEL_API AutoBuffer {
   /// outside the ring throws InvalidArgument.
 
   /// pos + 1, wrapped to ringBegin when it reaches ringEnd.
+  ///@{
   static void circularIncrement(unsigned char* ringBegin, const unsigned char* ringEnd,
                                 unsigned char*& pos) noexcept {
     if (++pos == ringEnd) pos = ringBegin;
@@ -157,6 +163,7 @@ class ZO_KEL_API AutoBuffer {
                                 const unsigned char*& pos) noexcept {
     if (++pos == ringEnd) pos = ringBegin;
   }
+  ///@}
   /// Writes the 4 bytes of Len, lowest first, each followed by circularIncrement.
   void circularSerializeLength(unsigned char* ringBegin, const unsigned char* ringEnd,
                                unsigned char*& pos) const noexcept;

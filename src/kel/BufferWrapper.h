@@ -21,6 +21,7 @@ class ZO_KEL_API BufferWrapper {
  public:
   /// The empty view.
   BufferWrapper() noexcept : data_(nullptr), length_(0) {}
+  /// Views `length` bytes at `data`, not copied: they must outlive the view.
   BufferWrapper(const unsigned char* data, std::uint32_t length) noexcept
       : data_(data), length_(length) {}
   /// Views the buffer's bytes (Data(), Len()).
@@ -33,12 +34,17 @@ class ZO_KEL_API BufferWrapper {
       : data_(reinterpret_cast<const unsigned char*>(s.begin())),
         length_(static_cast<std::uint32_t>(s.size())) {}
 
+  /// The viewed bytes and their count.
+  ///@{
   const unsigned char* Data() const noexcept { return data_; }
   std::uint32_t Len() const noexcept { return length_; }
+  ///@}
 
   /// Byte-wise order (CompareBuffers): equal when it returns 0, less when it returns -1.
+  ///@{
   bool operator==(const BufferWrapper& other) const noexcept;
   bool operator<(const BufferWrapper& other) const noexcept;
+  ///@}
 
   /// Bytes of the flat record: the 4-byte length field and the viewed bytes.
   std::uint32_t serializationSize() const noexcept { return length_ + 4u; }

@@ -47,10 +47,13 @@ class ZO_KEL_API StringBase {
       std::is_same<P, OtherC*>::value || std::is_same<P, const OtherC*>::value;
 
  public:
+  /// Container types: characters, 32-bit counts, pointers as iterators.
+  ///@{
   using value_type = C;
   using size_type = unsigned int;
   using iterator = C*;
   using const_iterator = const C*;
+  ///@}
 
   /// The all-ones unsigned value, as zo::kel::npos.
   static constexpr size_type npos = 0xFFFFFFFFu;
@@ -69,6 +72,7 @@ class ZO_KEL_API StringBase {
   StringBase(const StringBase& s, size_type pos, size_type count = npos);
   /// The concatenation of a and b.
   StringBase(const StringBase& a, const StringBase& b);
+  /// A copy of s, of exactly its length.
   StringBase(const StringBase& s);
   /// The NUL-terminated text s of the other character type, converted (code set as in the class
   /// note); a null s gives the empty string. Throws InvalidLocale when no converter can be opened;
@@ -113,16 +117,23 @@ class ZO_KEL_API StringBase {
   // Appending. When the text does not fit, the block grows to twice the needed length (or, when
   // that much memory is refused, to exactly the needed length).
 
+  /// Appends s.
   StringBase& append(const StringBase& s);
   /// The count characters of s at pos (fewer when s ends first). OutOfRange2 when pos > s.size().
   StringBase& append(const StringBase& s, size_type pos, size_type count);
+  /// Appends a NUL-terminated text (nothing for a null s), count characters at s, or count
+  /// copies of ch; += appends one character, a NUL-terminated text or a string.
+  ///@{
   StringBase& append(const C* s);
   StringBase& append(const C* s, size_type count);
   StringBase& append(size_type count, C ch);
   StringBase& operator+=(C ch);
   StringBase& operator+=(const C* s);
   StringBase& operator+=(const StringBase& s);
+  ///@}
 
+  /// The concatenation, as a new string.
+  ///@{
   friend StringBase operator+(const StringBase& a, const StringBase& b) { return StringBase(a, b); }
   friend StringBase operator+(const StringBase& a, const C* b) {
     StringBase result(a);
@@ -139,9 +150,14 @@ class ZO_KEL_API StringBase {
     result.append(1, b);
     return result;
   }
+  ///@}
 
   // Access. operator[] does not check its index; the character at size() is the terminator.
 
+  /// The text (NUL-terminated, embedded NULs possible), its first and one-past-last character,
+  /// one character (index unchecked; the one at size() is the terminator), the character count
+  /// (length() and size() alike), and whether it is empty.
+  ///@{
   const C* c_str() const noexcept { return begin_; }
   C* begin() noexcept { return begin_; }
   const C* begin() const noexcept { return begin_; }
@@ -152,6 +168,7 @@ class ZO_KEL_API StringBase {
   size_type length() const noexcept { return static_cast<size_type>(finish_ - begin_); }
   size_type size() const noexcept { return static_cast<size_type>(finish_ - begin_); }
   bool empty() const noexcept { return finish_ == begin_; }
+  ///@}
   /// True when a NUL lies inside the text (before the terminator).
   bool hasEmbeddedNull() const noexcept;
 
@@ -165,13 +182,18 @@ class ZO_KEL_API StringBase {
   int compare(size_type pos, size_type count, const C* s, size_type count2) const;
   /// Exact, case-sensitive order.
   int exactCompare(const StringBase& s) const;
+  /// The case-insensitive order of compare().
+  ///@{
   bool operator<(const StringBase& s) const { return compare(s) < 0; }
   bool operator==(const StringBase& s) const { return compare(s) == 0; }
   bool operator!=(const StringBase& s) const { return compare(s) != 0; }
   bool operator>(const StringBase& s) const { return compare(s) > 0; }
+  ///@}
 
   // Searching, with the standard meanings; npos when nothing is found. Matching is exact.
 
+  /// Searches with the standard meanings, matching exactly; npos when nothing is found.
+  ///@{
   size_type find(C ch, size_type pos = 0) const noexcept;
   size_type find(const StringBase& s, size_type pos = 0) const noexcept;
   size_type rfind(C ch, size_type pos = npos) const noexcept;
@@ -184,6 +206,7 @@ class ZO_KEL_API StringBase {
   size_type find_last_of(C ch, size_type pos = npos) const noexcept;
   size_type find_last_not_of(const StringBase& set, size_type pos = npos) const noexcept;
   size_type find_last_not_of(C ch, size_type pos = npos) const noexcept;
+  ///@}
 
   // Editing.
 

@@ -41,10 +41,13 @@ constexpr bool kVectorWireElement = little_endian::detail::kIsWireType<T>;
 template <typename T>
 class Vector {
  public:
+  /// Container types: elements, 32-bit counts, pointers as iterators.
+  ///@{
   using value_type = T;
   using size_type = std::uint32_t;
   using iterator = T*;
   using const_iterator = const T*;
+  ///@}
 
   /// The largest block, in bytes: a serialized vector (count field + elements) must fit a
   /// 32-bit size. Longer vectors are refused with std::bad_alloc.
@@ -66,6 +69,9 @@ class Vector {
     ConstructOrFree(block, [&] { std::uninitialized_copy(first, last, block); });
     Adopt(block, n, n);
   }
+  /// Copies have a capacity of exactly the other's size; a moved-from vector is empty. Assignment
+  /// leaves this vector unchanged when it throws (std::bad_alloc).
+  ///@{
   Vector(const Vector& other) : Vector(other.begin_, other.end_) {}
   Vector(Vector&& other) noexcept : Vector() { swap(other); }
   Vector& operator=(const Vector& other) {
@@ -82,8 +88,11 @@ class Vector {
     }
     return *this;
   }
+  ///@}
   ~Vector() { Release(begin_, end_); }
 
+  /// First element, one past the last, the element count, the elements allocated, whether empty.
+  ///@{
   T* begin() noexcept { return begin_; }
   const T* begin() const noexcept { return begin_; }
   T* end() noexcept { return end_; }
@@ -91,9 +100,12 @@ class Vector {
   size_type size() const noexcept { return static_cast<size_type>(end_ - begin_); }
   size_type capacity() const noexcept { return static_cast<size_type>(capEnd_ - begin_); }
   bool empty() const noexcept { return begin_ == end_; }
+  ///@}
   /// No bounds check.
+  ///@{
   T& operator[](size_type i) noexcept { return begin_[i]; }
   const T& operator[](size_type i) const noexcept { return begin_[i]; }
+  ///@}
 
   /// Exchanges the three pointers.
   void swap(Vector& other) noexcept {

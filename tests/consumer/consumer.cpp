@@ -1,10 +1,18 @@
 // Uses the installed library through its umbrella header only: a value round trip through its
-// size-prefixed byte image, and an error raised across the library boundary.
+// size-prefixed byte image, and an error raised across the library boundary; the headers' version
+// matches the loaded library's.
 #include <cstdio>
+#include <cstring>
 
 #include "zo_kel_basics.h"
 
 int main() {
+  // The headers found through the package belong to the library that was loaded.
+  if (std::strcmp(zo::kel::LibraryVersion(), ZO_KEL_BASICS_VERSION_STRING) != 0) {
+    std::printf("consumer: headers %s, loaded library %s\n", ZO_KEL_BASICS_VERSION_STRING,
+                zo::kel::LibraryVersion());
+    return 1;
+  }
   VarData settings = VarData::dict();
   settings["setpoint"] = 3.5;
   zo::kel::AutoBuffer buffer;

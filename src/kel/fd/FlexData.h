@@ -60,10 +60,13 @@ class ZO_KEL_API FlexData {
   /// A copy of the packet [begin, end): its size field must equal end - begin and the whole
   /// packet must be well-formed (SyntaxError otherwise).
   FlexData(const unsigned char* begin, const unsigned char* end);
+  /// Copy and move; they never throw.
+  ///@{
   FlexData(const FlexData&) noexcept = default;
   FlexData(FlexData&&) noexcept = default;
   FlexData& operator=(const FlexData&) noexcept = default;
   FlexData& operator=(FlexData&&) noexcept = default;
+  ///@}
   ~FlexData() = default;
 
   /// Replaces the packet with a copy of [begin, end), validated as by the constructor.
@@ -90,9 +93,12 @@ class ZO_KEL_API FlexData {
 
   /// Byte order of the packets (lexicographic, a shorter prefix first, empty first): -1, 0, 1.
   int compare(const FlexData& other) const noexcept;
+  /// The order of compare().
+  ///@{
   bool operator==(const FlexData& other) const noexcept { return compare(other) == 0; }
   bool operator!=(const FlexData& other) const noexcept { return compare(other) != 0; }
   bool operator<(const FlexData& other) const noexcept { return compare(other) < 0; }
+  ///@}
 
   // Type queries.
   /// The code of the packet's type element (Array, Cluster, I32, ...).
@@ -101,11 +107,16 @@ class ZO_KEL_API FlexData {
   bool isWaveform() const;
 
   // Scalars. Each setter makes this a packet of that one value.
+  /// Makes this a packet of that one value (setVoid: of no value).
+  ///@{
   void setVoid();
   void setI8(signed char v);
   void setUI8(unsigned char v);
+  ///@}
   /// Stores 1 for true, 0 for false.
   void setBool(bool v);
+  /// Makes this a packet of that one value, of the type the name gives.
+  ///@{
   void setI16(short v);
   void setUI16(unsigned short v);
   void setI32(std::int32_t v);
@@ -115,6 +126,7 @@ class ZO_KEL_API FlexData {
   void setUI64(unsigned long long v);
   void setF64(double v);
   void setTime(const AbsTime& v);
+  ///@}
   /// A narrow string of count characters (bytes of the caller's locale, no terminator).
   void setAString(const char* chars, std::uint32_t count);
   /// A UTF-16 string of count code units.
@@ -128,6 +140,7 @@ class ZO_KEL_API FlexData {
   /// The numeric scalar converted to the host type as fd::GetNum converts (truncation toward
   /// zero, integer-indefinite values out of range). InvalidArgument (source "FlexData", 653)
   /// for a packet that is not a numeric scalar, Bool included.
+  ///@{
   signed char getI8() const;
   unsigned char getUI8() const;
   short getI16() const;
@@ -138,6 +151,7 @@ class ZO_KEL_API FlexData {
   long long getI64() const;
   unsigned long long getUI64() const;
   double getF64() const;
+  ///@}
   /// A Bool packet's byte != 0, or a numeric scalar != 0; InvalidArgument for other types.
   bool getBool() const;
   /// The time of a Time packet; InvalidArgument for other types.
@@ -225,10 +239,12 @@ class ZO_KEL_API FlexData {
   // Clusters.
   /// Makes this a cluster of count (1 to 65535) members, each a non-empty FlexData whose
   /// metadata and data are copied (member attributes included); InvalidArgument otherwise.
+  ///@{
   void setCluster(const FlexData* members, std::uint32_t count);
   void setCluster(std::initializer_list<FlexData> members) {
     setCluster(members.begin(), static_cast<std::uint32_t>(members.size()));
   }
+  ///@}
   /// The number of members of a cluster; InvalidArgument for other types.
   std::uint16_t getMemberCount() const;
   /// Member `index` of a cluster as a packet of its own; InvalidArgument for other types,
@@ -257,6 +273,7 @@ class ZO_KEL_API FlexData {
   // empty error cluster and an empty attribute packet).
   /// Makes this a waveform of count samples of sampleType (a numeric type), read as host values
   /// of srcType and converted as TransformArray converts. InvalidArgument for other types.
+  ///@{
   void setWaveform(const AbsTime& start, double interval, fd::FlexType sampleType,
                    fd::FlexType srcType, const void* samples, std::uint32_t count);
   template <typename T>
@@ -265,13 +282,17 @@ class ZO_KEL_API FlexData {
     setWaveform(start, interval, sampleType, fd::HostFlexType<T>(), samples.begin(),
                 samples.size());
   }
+  ///@}
   /// Start time, interval in seconds, sample type and count of a waveform; InvalidArgument for
   /// a packet that is not a waveform.
+  ///@{
   AbsTime getWaveformStart() const;
   double getWaveformInterval() const;
   fd::FlexType getWaveformSampleType() const;
   std::uint32_t getWaveformSampleCount() const;
+  ///@}
   /// Converts the samples to dstType into dst (room for getWaveformSampleCount() values).
+  ///@{
   void getWaveformSamples(fd::FlexType dstType, void* dst) const;
   template <typename T>
   Vector<T> getWaveformSamples() const {
@@ -279,6 +300,7 @@ class ZO_KEL_API FlexData {
     getWaveformSamples(fd::HostFlexType<T>(), out.begin());
     return out;
   }
+  ///@}
 
   /// Converts count elements of srcType at src into dstType at dst, choosing the conversion by
   /// the two codes (Bool as a signed byte) with fd::copyElts; see NumericConversion.h for the

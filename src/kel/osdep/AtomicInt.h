@@ -17,6 +17,7 @@ namespace osdep {
 /// every write made by the other owners before they released.
 class ZO_KEL_API AtomicInt {
  public:
+  /// A counter holding `initial`.
   explicit AtomicInt(int initial = 0) noexcept : value_(initial) {}
   AtomicInt(const AtomicInt&) = delete;
   AtomicInt& operator=(const AtomicInt&) = delete;
@@ -25,7 +26,9 @@ class ZO_KEL_API AtomicInt {
   std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_acq_rel) + 1; }
   /// Subtracts one and returns the new value (an owner destroys its object when this returns 0).
   std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  /// The current value (acquire).
   std::int32_t getCount() const noexcept { return value_.load(std::memory_order_acquire); }
+  /// Stores `value` (release).
   void replace(std::int32_t value) noexcept { value_.store(value, std::memory_order_release); }
   /// Stores desired when the value equals expected; returns the value found before, so the
   /// exchange happened exactly when the result equals expected.
@@ -34,10 +37,13 @@ class ZO_KEL_API AtomicInt {
     return expected;
   }
 
+  /// Compare the current value with `v`.
+  ///@{
   bool operator==(int v) const noexcept { return getCount() == v; }
   bool operator!=(int v) const noexcept { return getCount() != v; }
   bool operator>(int v) const noexcept { return getCount() > v; }
   bool operator>=(int v) const noexcept { return getCount() >= v; }
+  ///@}
 
  private:
   std::atomic<std::int32_t> value_;

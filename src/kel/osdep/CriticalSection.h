@@ -19,7 +19,9 @@ class ZO_KEL_API UnixCriticalSection {
   UnixCriticalSection(const UnixCriticalSection&) = delete;
   UnixCriticalSection& operator=(const UnixCriticalSection&) = delete;
 
+  /// Waits for and takes the mutex; a thread that holds it may take it again (recursive).
   void enter() const noexcept;
+  /// Releases one enter() of the calling thread.
   void leave() const noexcept;
   /// False when the mutex is held by another thread or is invalid; true once entered.
   bool tryEnter() const noexcept;
@@ -40,15 +42,19 @@ class ZO_KEL_API CriticalSection {
   };
 
   CriticalSection();
+  /// The same as CriticalSection(); `validator` is ignored.
   explicit CriticalSection(IValidator* validator);
   ~CriticalSection();
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
+  /// As UnixCriticalSection::enter, leave, tryEnter and inOwningThread.
+  ///@{
   void enter() const noexcept { impl_->enter(); }
   void leave() const noexcept { impl_->leave(); }
   bool tryEnter() const noexcept { return impl_->tryEnter(); }
   bool inOwningThread() const noexcept { return impl_->inOwningThread(); }
+  ///@}
 
  private:
   UnixCriticalSection* impl_;
@@ -57,6 +63,7 @@ class ZO_KEL_API CriticalSection {
 /// Holds a CriticalSection for the lifetime of the guard.
 class CriticalSectionGuard {
  public:
+  /// Enters `lock`, which must outlive the guard; the destructor leaves it.
   explicit CriticalSectionGuard(const CriticalSection& lock) noexcept : lock_(lock) {
     lock_.enter();
   }

@@ -67,8 +67,10 @@ class ZO_KEL_API tSSTimeValue {
   constexpr explicit tSSTimeValue(const tSignedFixedPoint128& seconds) noexcept : value_(seconds) {}
 
   /// The count of seconds: read it, or change it in place.
+  ///@{
   constexpr const tSignedFixedPoint128& value() const noexcept { return value_; }
   tSignedFixedPoint128& value() noexcept { return value_; }
+  ///@}
 
   /// The whole seconds: the floor of the value (so that getSecondsImpl() + getFractionImpl() is
   /// the value, also for negative values).
@@ -105,6 +107,8 @@ class ZO_KEL_API tSSTimeValue {
   std::int32_t getI32ByUnits(tTimeUnit unit, std::int32_t method,
                              std::int32_t* status = nullptr) const noexcept;
 
+  /// Order of the two second counts, as signed 128-bit numbers.
+  ///@{
   friend bool operator==(const tSSTimeValue& a, const tSSTimeValue& b) noexcept {
     return a.value_ == b.value_;
   }
@@ -123,8 +127,10 @@ class ZO_KEL_API tSSTimeValue {
   friend bool operator>=(const tSSTimeValue& a, const tSSTimeValue& b) noexcept {
     return a.value_ >= b.value_;
   }
+  ///@}
 
  protected:
+  /// Seconds as a signed 64.64 fixed-point count.
   tSignedFixedPoint128 value_;
 };
 
@@ -159,17 +165,22 @@ class ZO_KEL_API AbsTime : public nZOSS100::tSSTimeAbsolute {
  public:
   /// The epoch itself, 1904-01-01 00:00:00.
   constexpr AbsTime() noexcept = default;
+  /// The instant `seconds` after the epoch, given as a count or as a stored time value.
+  ///@{
   constexpr explicit AbsTime(const nZOSS100::tSignedFixedPoint128& seconds) noexcept
       : tSSTimeAbsolute(seconds) {}
   constexpr explicit AbsTime(const nZOSS100::tSSTimeValue& value) noexcept
       : tSSTimeAbsolute(value.value()) {}
+  ///@}
   /// `seconds + fraction`, each converted exactly on its own, so whole seconds and a fraction
   /// can be passed apart.
   AbsTime(double seconds, double fraction) noexcept;
 
   /// -2^63 s exactly, also the "no time" value, and 2^63 - 2^-64 s.
+  ///@{
   static const AbsTime min;
   static const AbsTime max;
+  ///@}
 
   /// True unless a2 < b1 or a1 > b2: the closed ranges [a1, a2] and [b1, b2] meet (touching ends
   /// meet).
@@ -180,21 +191,29 @@ class ZO_KEL_API AbsTime : public nZOSS100::tSSTimeAbsolute {
                          const AbsTime& b2) noexcept;
 
   /// Moves the time by a duration (wrapping silently at the ends of the range).
+  ///@{
   AbsTime& operator+=(const RelTime& d) noexcept;
   AbsTime& operator-=(const RelTime& d) noexcept;
+  ///@}
 };
 
 /// A duration in seconds, exact to 2^-64 s; the same layout and services as AbsTime.
 class ZO_KEL_API RelTime : public nZOSS100::tSSTimeValue {
  public:
+  /// Zero seconds.
   constexpr RelTime() noexcept = default;
+  /// A duration of `seconds`, given as a count or as a stored time value.
+  ///@{
   constexpr explicit RelTime(const nZOSS100::tSignedFixedPoint128& seconds) noexcept
       : tSSTimeValue(seconds) {}
   constexpr explicit RelTime(const nZOSS100::tSSTimeValue& value) noexcept
       : tSSTimeValue(value.value()) {}
+  ///@}
   /// `seconds + fraction`, each converted exactly on its own.
   RelTime(double seconds, double fraction) noexcept;
 
+  /// Adds or subtracts a duration (wrapping silently at the ends of the range).
+  ///@{
   RelTime& operator+=(const RelTime& d) noexcept {
     value_ += d.value();
     return *this;
@@ -203,6 +222,7 @@ class ZO_KEL_API RelTime : public nZOSS100::tSSTimeValue {
     value_ -= d.value();
     return *this;
   }
+  ///@}
 };
 
 inline AbsTime& AbsTime::operator+=(const RelTime& d) noexcept {

@@ -14,7 +14,9 @@ namespace kel {
 /// A 64-bit count of 100-nanosecond ticks since 1601-01-01 00:00:00 in two 32-bit halves, low
 /// half first (its byte image is the little-endian 64-bit count).
 struct FILETIME {
+  /// Low 32 bits of the tick count.
   std::uint32_t lowDateTime;
+  /// High 32 bits of the tick count.
   std::uint32_t highDateTime;
 };
 

@@ -22,7 +22,9 @@ namespace tFixedPoint128Types {
 /// fraction, words 2 and 3 (half 1) the integer part. `tFixedPoint128` only ever stores and reads
 /// `halves`; `words` documents the 32-bit view that `Get` and `FromWords` expose.
 union i128DataUnion {
+  /// Two 64-bit halves: fraction, then integer part.
   std::uint64_t halves[2];
+  /// Four 32-bit words, least significant first.
   std::uint32_t words[4];
 };
 
@@ -115,18 +117,24 @@ class ZO_KEL_API tFixedPoint128 {
   /// True when all 128 bits are zero.
   bool operator!() const noexcept { return (data_.halves[0] | data_.halves[1]) == 0; }
 
+  /// Equal when all 128 bits are equal.
+  ///@{
   bool operator==(const tFixedPoint128& rhs) const noexcept {
     return data_.halves[0] == rhs.data_.halves[0] && data_.halves[1] == rhs.data_.halves[1];
   }
   bool operator!=(const tFixedPoint128& rhs) const noexcept { return !(*this == rhs); }
+  ///@}
   /// Signed order: word 3 as a signed number, then words 2, 1, 0 unsigned. Unsigned order: all
   /// words unsigned.
+  ///@{
   bool operator<(const tFixedPoint128& rhs) const noexcept;
   bool operator<=(const tFixedPoint128& rhs) const noexcept { return !(rhs < *this); }
   bool operator>(const tFixedPoint128& rhs) const noexcept { return rhs < *this; }
   bool operator>=(const tFixedPoint128& rhs) const noexcept { return !(*this < rhs); }
+  ///@}
 
   /// 128-bit add and subtract; overflow wraps silently.
+  ///@{
   tFixedPoint128& operator+=(const tFixedPoint128& rhs) noexcept;
   tFixedPoint128& operator-=(const tFixedPoint128& rhs) noexcept;
   tFixedPoint128 operator+(const tFixedPoint128& rhs) const noexcept {
@@ -137,20 +145,27 @@ class ZO_KEL_API tFixedPoint128 {
     tFixedPoint128 difference(*this);
     return difference -= rhs;
   }
+  ///@}
   /// The product of the magnitudes kept at bits 64..191 of their 256-bit product and rounded half
   /// up on bit 63 (half away from zero on the signed value), then given its sign. Bits above the
   /// range are lost. The product of two operands and of their negations is the same, and negating
   /// one operand only negates the product.
+  ///@{
   tFixedPoint128& operator*=(const tFixedPoint128& rhs) noexcept;
   tFixedPoint128 operator*(const tFixedPoint128& rhs) const noexcept {
     tFixedPoint128 product(*this);
     return product *= rhs;
   }
+  ///@}
   /// The quotient truncated toward zero at 2^-64 (see DivideInternal).
+  ///@{
   tFixedPoint128& operator/=(const tFixedPoint128& rhs) noexcept;
   tFixedPoint128 operator/(const tFixedPoint128& rhs) const noexcept {
     return DivideInternal(*this, rhs, nullptr);
   }
+  ///@}
+  /// Bitwise and of all 128 bits.
+  ///@{
   tFixedPoint128& operator&=(const tFixedPoint128& rhs) noexcept {
     data_.halves[0] &= rhs.data_.halves[0];
     data_.halves[1] &= rhs.data_.halves[1];
@@ -160,6 +175,7 @@ class ZO_KEL_API tFixedPoint128 {
     tFixedPoint128 masked(*this);
     return masked &= rhs;
   }
+  ///@}
 
   /// Sets all words to 0.
   void Zero() noexcept { data_.halves[0] = data_.halves[1] = 0; }
