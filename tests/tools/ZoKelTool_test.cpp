@@ -495,7 +495,9 @@ TEST(ZoKelTool, FormatParseNowAndHelp) {
   }
   const Result version = Tool({"--version"});
   EXPECT_EQ(version.status, 0);
-  EXPECT_TRUE(HasShape(version.out, "zo-kel 9.9.9 (zo_kel_basics 9.9.9)\n")) << version.out;
+  EXPECT_TRUE(
+      HasShape(version.out, "zo-kel 9.9.9 (zo_kel_basics 9.9.9, built with headers 9.9.9)\n"))
+      << version.out;
 }
 
 // The JSON of every sample follows the schema installed with the tool (checked by Debian's

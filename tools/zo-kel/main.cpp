@@ -9,6 +9,7 @@
 #include "Cli.h"
 #include "Commands.h"
 #include "Output.h"
+#include "zo_kel_basics/version.h"
 
 namespace {
 
@@ -75,7 +76,10 @@ int main(int argc, char** argv) {
     return 0;
   }
   if (std::strcmp(name, "--version") == 0 || std::strcmp(name, "-V") == 0) {
-    std::printf("zo-kel %s (zo_kel_basics %s)\n", ZO_KEL_TOOL_VERSION, ZO_KEL_TOOL_VERSION);
+    // The library's version is the loaded shared object's, which may differ from the headers
+    // the tool was built with.
+    std::printf("zo-kel %s (zo_kel_basics %s, built with headers %s)\n", ZO_KEL_TOOL_VERSION,
+                zo::kel::LibraryVersion(), ZO_KEL_BASICS_VERSION_STRING);
     return 0;
   }
   for (const Command* c : kCommands) {
