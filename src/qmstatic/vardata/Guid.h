@@ -9,9 +9,14 @@
 
 /// A 16-byte interface identifier in the usual little-endian field layout.
 struct GUID {
+  /// The first field (32 bits).
   std::uint32_t Data1;
+  /// The second and third fields (16 bits each).
+  ///@{
   std::uint16_t Data2;
   std::uint16_t Data3;
+  ///@}
+  /// The last eight bytes, in order.
   std::uint8_t Data4[8];
 };
 static_assert(sizeof(GUID) == 16, "a GUID is 16 bytes");

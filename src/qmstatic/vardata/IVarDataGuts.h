@@ -97,12 +97,18 @@ class ZO_KEL_API IAnsiGuts {
   virtual std::int32_t Compare(const IAnsiGuts* other) const = 0;
   /// Exact (case-sensitive) order of the two texts.
   virtual std::int32_t ExactCompare(const IAnsiGuts* other) const = 0;
+  /// Case-insensitive order of this text and a zero-terminated text (null reads as empty).
   virtual std::int32_t Compare(const char* other) const = 0;
+  /// Exact order of this text and a zero-terminated text (null reads as empty).
   virtual std::int32_t ExactCompare(const char* other) const = 0;
+  /// A copy with each letter in lower case (std::tolower); other characters unchanged.
   virtual IAnsiGuts* ToLower() const = 0;
+  /// A copy with each letter in upper case (std::toupper); other characters unchanged.
   virtual IAnsiGuts* ToUpper() const = 0;
-  /// This text followed by the other.
+  /// This text followed by the other; std::bad_alloc when the sum exceeds 32 bits.
   virtual IAnsiGuts* Concat(const IAnsiGuts* other) const = 0;
+  /// This text followed by a zero-terminated text (null reads as empty); std::bad_alloc when the
+  /// sum exceeds 32 bits.
   virtual IAnsiGuts* Concat(const char* other) const = 0;
   /// The first n characters (all of them when n exceeds the length).
   virtual IAnsiGuts* Left(std::uint32_t n) const = 0;
@@ -175,6 +181,7 @@ class ZO_KEL_API IVarDataSequence : public IVarDataGuts {
   /// Assigns element i; past the end the array grows (filled with empty values), except that an
   /// empty value stored past the end changes nothing.
   virtual void SetElement(std::uint32_t i, VarData value) = 0;
+  /// The number of elements.
   virtual std::uint32_t GetLength() const = 0;
   /// A new array (count 1) whose elements are copies of these.
   virtual IVarDataGuts* Copy() const = 0;
@@ -192,8 +199,11 @@ class ZO_KEL_API IVarDataIterator {
   virtual const VarData& value() const = 0;
   /// The current pair's key.
   virtual const VarData& key() const = 0;
+  /// The current pair's value, writable in place.
   virtual VarData& getValueReference() = 0;
+  /// Moves to the next pair (the iterator must stand at a pair).
   virtual void increment() = 0;
+  /// Moves to the previous pair (the iterator must stand after the first pair).
   virtual void decrement() = 0;
   /// True when both iterators stand at the same position.
   virtual bool compare(const IVarDataIterator* other) const = 0;
@@ -213,22 +223,29 @@ class ZO_KEL_API IVarDataIterator {
 /// A map from values to values in the order of VarData::Compare (IID_IVarDataDictionary).
 class ZO_KEL_API IVarDataDictionary : public IVarDataGuts {
  public:
+  /// Stores a copy of value under key, replacing the value of an equal key.
   virtual void setValue(const VarData& key, const VarData& value) = 0;
   /// A copy of the key's value; throws KeyErrorException when the key is missing.
   virtual VarData getValue(const VarData& key) const = 0;
   /// The stored value, inserting the key with an empty value when it is missing.
   virtual VarData& getValueReference(const VarData& key) = 0;
-  /// New iterators (count 1); `owner` is the handle that holds this dictionary.
+  /// New iterators (count 1, released by the caller) at the first pair, past the last pair, and
+  /// at key's pair (past the last when the key is missing); `owner` is the handle that holds this
+  /// dictionary.
+  ///@{
   virtual IVarDataIterator* begin(const VarData& owner) const = 0;
   virtual IVarDataIterator* end(const VarData& owner) const = 0;
   virtual IVarDataIterator* find(const VarData& key, const VarData& owner) const = 0;
+  ///@}
   /// Removes the key's pair; a missing key is not an error.
   virtual void erase(const VarData& key) = 0;
+  /// True when a pair has the key.
   virtual bool hasKey(const VarData& key) const = 0;
   /// A new dictionary (count 1) with copies of all pairs.
   virtual IVarDataGuts* copy() const = 0;
   /// The text form: {key:value,...} in key order.
   virtual zo::kel::StringBase<wchar_t, char, wchar_t> getString() const = 0;
+  /// The number of pairs.
   virtual std::uint32_t size() const = 0;
 
  protected:
@@ -238,9 +255,13 @@ class ZO_KEL_API IVarDataDictionary : public IVarDataGuts {
 /// An exact absolute or relative time (IID_IVarDataSSTimeValue). The VarData kind tells which.
 class ZO_KEL_API IVarDataSSTimeValue : public IVarDataGuts {
  public:
+  /// The held time read as an absolute time, as a relative time, and as the exact value itself;
+  /// all three hold the same count of seconds.
+  ///@{
   virtual zo::kel::AbsTime getAbsTime() const = 0;
   virtual zo::kel::RelTime getRelTime() const = 0;
   virtual nZOSS100::tSSTimeValue getTimeValue() const = 0;
+  ///@}
 
  protected:
   virtual ~IVarDataSSTimeValue() = default;
@@ -289,15 +310,25 @@ class ZO_KEL_API IVarDataFlexData : public IVarDataGuts {
 };
 
 // Factories with plain C names (each returns a new object with a count of 1).
+/// New narrow-text guts (count 1) with a copy of the zero-terminated text.
 ZO_KEL_C_API IVarDataGuts* NewAnsiGuts(const char* text);
+/// New narrow-text guts (count 1) with a copy of exactly `length` characters of text (embedded
+/// NULs included).
 ZO_KEL_C_API IVarDataGuts* NewAnsiGutsLen(const char* text, std::uint32_t length);
+/// New wide-text guts (count 1) with a copy of the zero-terminated text.
 ZO_KEL_C_API IVarDataGuts* NewUnicodeGuts(const wchar_t* text);
+/// New wide-text guts (count 1) with a copy of exactly `length` characters of text.
 ZO_KEL_C_API IVarDataGuts* NewUnicodeGutsLen(const wchar_t* text, std::uint32_t length);
+/// New byte-block guts (count 1) with a copy of the `count` bytes at data.
 ZO_KEL_C_API IVarDataGuts* NewRawGuts(const unsigned char* data, std::uint32_t count);
+/// New cell guts (count 1): row, column and a copy of the value (sharing its guts).
 ZO_KEL_C_API IVarDataGuts* NewCellGuts(std::uint16_t row, std::uint16_t column,
                                        const VarData& value);
+/// New empty array guts (count 1).
 ZO_KEL_C_API IVarDataGuts* NewVectorGuts();
+/// New empty dictionary guts (count 1).
 ZO_KEL_C_API IVarDataGuts* NewVarDataDictionary();
+/// New time-value guts (count 1) holding a copy of the exact time value.
 ZO_KEL_C_API IVarDataGuts* NewVarDataSSTimeValue(const nZOSS100::tSSTimeValue& value);
 /// New TG variant guts (count 1) holding copies of the descriptor words and data bytes.
 ZO_KEL_C_API IVarDataGuts* NewVarDataTGVariant(const unsigned short* words, std::uint32_t wordCount,

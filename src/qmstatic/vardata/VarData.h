@@ -23,18 +23,21 @@ using WString = StringBase<wchar_t, char, wchar_t>;
 /// Thrown by throwIfWrongType and the typed getters: "VarData type error".
 class ZO_KEL_API TypeErrorException : public std::exception {
  public:
+  /// "VarData type error".
   const char* what() const noexcept override;
 };
 
 /// Thrown by a dictionary lookup of a missing key: "VarData key error".
 class ZO_KEL_API KeyErrorException : public std::exception {
  public:
+  /// "VarData key error".
   const char* what() const noexcept override;
 };
 
 /// Thrown by DeserializeWithoutSize on any failure: "VarData deserialization error".
 class ZO_KEL_API DeserializationErrorException : public std::exception {
  public:
+  /// "VarData deserialization error".
   const char* what() const noexcept override;
 };
 
@@ -49,7 +52,10 @@ class ZO_KEL_API DeserializationErrorException : public std::exception {
 /// guts may live in different threads.
 class ZO_KEL_API VarData {
  public:
-  // Kind codes (type word bits 0-15).
+  /// Kind codes (type word bits 0-15). Held inline: empty, logical, numeric (a double), time (a
+  /// nanosecond count), the break and pulse events, void pointer (not owned) and ID64. With guts
+  /// (kGutsBit set): narrow text, wide text, raw bytes, cell and dictionary.
+  ///@{
   static constexpr std::uint16_t kEmpty = 1;
   static constexpr std::uint16_t kLogical = 2;
   static constexpr std::uint16_t kNumeric = 3;
@@ -63,19 +69,26 @@ class ZO_KEL_API VarData {
   static constexpr std::uint16_t kRaw = 0x1009;
   static constexpr std::uint16_t kCell = 0x100A;
   static constexpr std::uint16_t kDictionary = 0x100C;
+  ///@}
   /// Never produced; discarded as empty when read from a foreign stream.
   static constexpr std::uint16_t kObsolete = 0x100E;
+  /// Kind codes with guts: absolute time, relative time, TG variant, packet, and array (which
+  /// also has kArrayBit set).
+  ///@{
   static constexpr std::uint16_t kAbsTime = 0x100F;
   static constexpr std::uint16_t kRelTime = 0x1010;
   static constexpr std::uint16_t kTGVariant = 0x1012;
   static constexpr std::uint16_t kFlexData = 0x1013;
   static constexpr std::uint16_t kArray = 0x3007;
+  ///@}
   /// Kind bit: the payload points to a guts object.
   static constexpr std::uint16_t kGutsBit = 0x1000;
   /// Kind bit: the guts object is an array.
   static constexpr std::uint16_t kArrayBit = 0x2000;
 
-  // Numeric qualifiers (type word bits 16-31 of a numeric): the native type a number came from.
+  /// Numeric qualifiers (type word bits 16-31 of a numeric): the native type a number came from.
+  /// The number itself is always held as a double.
+  ///@{
   static constexpr std::uint16_t kDouble = 0;
   static constexpr std::uint16_t kInt8 = 1;
   static constexpr std::uint16_t kInt16 = 2;
@@ -84,6 +97,7 @@ class ZO_KEL_API VarData {
   static constexpr std::uint16_t kUInt16 = 5;
   static constexpr std::uint16_t kUInt32 = 6;
   static constexpr std::uint16_t kFloat = 7;
+  ///@}
   /// An unsigned 32-bit set of bits, held as a double.
   static constexpr std::uint16_t kBitArray = 8;
 
@@ -118,8 +132,10 @@ class ZO_KEL_API VarData {
   /// Unicode string; a null or empty text gives the empty string (null guts).
   VarData(const wchar_t* text);  // NOLINT(google-explicit-constructor)
   /// ANSI string of the string's full length (embedded NULs kept); null guts when empty.
+  ///@{
   VarData(const zo::kel::AString& text);      // NOLINT(google-explicit-constructor)
   VarData(const zo::kel::AsciiString& text);  // NOLINT(google-explicit-constructor)
+  ///@}
   /// Unicode string of the string's full length; null guts when empty.
   VarData(const zo::kel::WString& text);  // NOLINT(google-explicit-constructor)
   /// Raw bytes (a copy); null guts when bytes is null or count is 0.
@@ -150,6 +166,7 @@ class ZO_KEL_API VarData {
   /// A TG variant (kind 0x1012) holding copies of the descriptor words and data bytes.
   static VarData tgvar(const unsigned short* words, std::uint32_t wordCount,
                        const unsigned char* data, std::uint32_t byteCount);
+  /// The same from the ranges [wordsBegin, wordsEnd) and [dataBegin, dataEnd).
   static VarData tgvar(const unsigned short* wordsBegin, const unsigned short* wordsEnd,
                        const unsigned char* dataBegin, const unsigned char* dataEnd);
   /// Packet (kind 0x1013) from the bytes of one complete packet; SyntaxError when they are not.
@@ -159,16 +176,24 @@ class ZO_KEL_API VarData {
   /// Copies the other value. Safe when the other value is owned by this handle's own guts (an
   /// element of this dictionary or array): it is kept alive until the copy is complete.
   VarData& operator=(const VarData& other) noexcept;
+  /// Takes the other's value; the other becomes empty. Safe in the same way as copy assignment.
   VarData& operator=(VarData&& other) noexcept;
+  /// The same as copy assignment.
   VarData& assign(const VarData& other) noexcept { return *this = other; }
+  /// Releases the old value; then a logical, or a numeric with qualifier 0.
+  ///@{
   VarData& operator=(bool value) noexcept;
   VarData& operator=(int value) noexcept;
   VarData& operator=(double value) noexcept;
+  ///@}
   /// Time (kind 4).
   VarData& operator=(long long nanoseconds) noexcept;
-  /// The new text is made before the old value is released.
+  /// ANSI or Unicode string, made as the constructor makes it before the old value is released:
+  /// on failure (std::bad_alloc) the value is unchanged.
+  ///@{
   VarData& operator=(const char* text);
   VarData& operator=(const wchar_t* text);
+  ///@}
   /// Raw bytes; the new guts is made before the old value is released.
   void SetRaw(const unsigned char* bytes, std::uint32_t count);
   /// ID64 (kind 17).
@@ -178,7 +203,9 @@ class ZO_KEL_API VarData {
   void setVoidPointer(void* pointer) noexcept;
   /// Numeric with qualifier 8.
   void setBitArray32(std::uint32_t bits) noexcept;
+  /// Releases the old value; the handle becomes a pulse event (kind 11).
   void Pulse() noexcept;
+  /// Releases the old value; the handle becomes a break event (kind 8).
   void Break() noexcept;
   /// Releases the guts reference (if any); the handle becomes empty.
   void Clear() noexcept {
@@ -200,15 +227,21 @@ class ZO_KEL_API VarData {
   std::uint16_t getKind() const noexcept { return static_cast<std::uint16_t>(type_); }
   /// The numeric qualifier (type word bits 16-31).
   std::uint16_t getQualifier() const noexcept { return static_cast<std::uint16_t>(type_ >> 16); }
+  /// True when the kind is empty (1).
   bool IsEmpty() const noexcept { return getKind() == kEmpty; }
+  /// True when the kind is a pulse event (11).
   bool IsPulse() const noexcept { return getKind() == kPulse; }
-  /// Each Get returns false and leaves the output untouched unless the kind matches.
+  /// The logical, or the number whatever its qualifier. Each Get returns false and leaves the
+  /// output untouched unless the kind matches.
+  ///@{
   bool GetLogical(bool& value) const noexcept;
   bool GetNumeric(double& value) const noexcept;
+  ///@}
   /// The inline time count (type word exactly 4), unchanged.
   bool GetTime(long long& nanoseconds) const noexcept;
   /// The same bits as GetTime.
   bool GetFILETIME(unsigned long long& value) const noexcept;
+  /// The identifier of an ID64 (kind 17).
   bool getID64(unsigned long long& id) const noexcept;
   /// Throws TypeErrorException unless the kind is 13.
   void* getVoidPointer() const;
@@ -222,7 +255,10 @@ class ZO_KEL_API VarData {
   /// The text of a Unicode string, or of the value converted to a Unicode string.
   zo::kel::WString getUnicodeString() const;
 
-  // Guts pointers with no type check and no new reference; callers test the kind first.
+  /// The guts of a dictionary, a time, a TG variant, a packet, a narrow text and a wide text
+  /// (null when the value holds none). No type check and no new reference: callers test the kind
+  /// first, and the pointer is valid while the value holds the guts.
+  ///@{
   IVarDataDictionary* getIDict() const noexcept { return static_cast<IVarDataDictionary*>(guts()); }
   IVarDataSSTimeValue* getISSTimeValue() const noexcept {
     return static_cast<IVarDataSSTimeValue*>(guts());
@@ -233,6 +269,7 @@ class ZO_KEL_API VarData {
   IVarDataFlexData* getIFlexData() const noexcept { return static_cast<IVarDataFlexData*>(guts()); }
   IVarDataAnsi* getIAnsi() const noexcept { return static_cast<IVarDataAnsi*>(guts()); }
   IVarDataUnicode* getIUnicode() const noexcept { return static_cast<IVarDataUnicode*>(guts()); }
+  ///@}
   /// Hands out the descriptor words and data bytes of a TG variant (no copy; valid while the
   /// value lives unchanged). Throws TypeErrorException unless the kind is 0x1012.
   void getTGVariant(const unsigned short*& words, std::uint32_t& wordCount,
@@ -252,13 +289,20 @@ class ZO_KEL_API VarData {
   std::uint32_t getBitArray32Fast() const noexcept;
   /// The bits of any value: a copy is converted to numeric when it is not numeric.
   std::uint32_t getBitArrayUint32WithCoercion() const;
+  /// Or, and, exclusive or and complement of the operands' bits as getBitArrayUint32WithCoercion
+  /// reads them; the result is a bit array (numeric, qualifier 8).
+  ///@{
   VarData operator|(const VarData& other) const;
   VarData operator&(const VarData& other) const;
   VarData operator^(const VarData& other) const;
   VarData operator~() const;
+  ///@}
+  /// The same, with the result stored in this handle.
+  ///@{
   VarData& operator|=(const VarData& other);
   VarData& operator&=(const VarData& other);
   VarData& operator^=(const VarData& other);
+  ///@}
 
   // ---- References and copy on write ---------------------------------------------------------
   /// Adds a reference to the guts, if there are guts.
@@ -271,6 +315,7 @@ class ZO_KEL_API VarData {
   }
   /// Gives an array or dictionary its own guts when they are shared.
   void unshare();
+  /// The same as unshare. A failed copy (std::bad_alloc) leaves the handle as it was.
   void copyIfShared();
 
   // ---- Arrays and cells ---------------------------------------------------------------------
@@ -292,6 +337,7 @@ class ZO_KEL_API VarData {
   // Each throws TypeErrorException on a value that is not a dictionary; the writing ones copy a
   // shared dictionary first.
 
+  /// Stores a copy of value under key, replacing the value of an equal key.
   void setValue(const VarData& key, const VarData& value);
   /// Throws KeyErrorException for a missing key.
   VarData getValue(const VarData& key) const;
@@ -301,18 +347,29 @@ class ZO_KEL_API VarData {
   VarData operator[](const VarData& key) const;
   // Text keys: without these, d["key"] would be ambiguous with the built-in subscript of the
   // text by the handle's number.
+  /// The same with a text key: the non-const forms insert a missing key with an empty value,
+  /// the const forms throw KeyErrorException for it.
+  ///@{
   VarData& operator[](const char* key) { return (*this)[VarData(key)]; }
   VarData operator[](const char* key) const { return (*this)[VarData(key)]; }
   VarData& operator[](const wchar_t* key) { return (*this)[VarData(key)]; }
   VarData operator[](const wchar_t* key) const { return (*this)[VarData(key)]; }
+  ///@}
+  /// An iterator at key's pair, or one equal to end() when the key is missing.
   const_iterator find(const VarData& key) const;
+  /// Iterators at the first pair and past the last pair, in key order. An iterator keeps the
+  /// pairs it walks alive: a write through this handle during the walk gives the handle a new
+  /// dictionary and the walk goes on over the old pairs; every past-the-last iterator is equal.
+  ///@{
   const_iterator begin() const;
   const_iterator end() const;
+  ///@}
   /// A missing key is not an error.
   void erase(const VarData& key);
   /// Erases in place, deliberately without copy on write: every handle sharing the dictionary
   /// sees the change. Use it only on dictionaries you alone hold or deliberately share.
   void eraseWithoutCopyOnWrite(const VarData& key);
+  /// True when the dictionary has a pair with the key.
   bool hasKey(const VarData& key) const;
   /// The number of pairs.
   std::uint32_t size() const;
@@ -320,8 +377,14 @@ class ZO_KEL_API VarData {
   // ---- Conversion and comparison ------------------------------------------------------------
   /// Negative, zero or positive: by kind code across kinds, by each kind's own order within one.
   std::int32_t Compare(const VarData& other) const;
+  /// The value's truth and number. Truth: a logical as it is; a number unless 0 (NaN is true);
+  /// a time, void pointer or ID64 unless all its bits are 0. Number: 1 or 0 for a logical; a time
+  /// in days; an ID64 as a signed count. Guts kinds answer through their guts (false and 0
+  /// without guts); every other kind is false and 0.
+  ///@{
   operator bool() const;    // NOLINT(google-explicit-constructor)
   operator double() const;  // NOLINT(google-explicit-constructor)
+  ///@}
   /// operator double truncated toward zero; out of range gives the most negative int.
   operator int() const;  // NOLINT(google-explicit-constructor)
   /// operator double truncated to 16 bits, low 8 bits kept.
@@ -339,8 +402,12 @@ class ZO_KEL_API VarData {
   void Convert_(std::uint16_t kind);
 
   // ---- Time values --------------------------------------------------------------------------
+  /// Absolute time (kind 0x100F) or relative time (kind 0x1010). The new guts are made before the
+  /// old value is released: on failure (std::bad_alloc) the value is unchanged.
+  ///@{
   void setAbsTime(const zo::kel::AbsTime& time);
   void setRelTime(const zo::kel::RelTime& time);
+  ///@}
   /// Stores `type` as the type word with a new time-value guts; does not release the old value
   /// (callers clear first).
   void setISSTimeValue(std::uint32_t type, const nZOSS100::tSSTimeValue& value);
@@ -467,25 +534,42 @@ ZO_KEL_API zo::kel::WString PrintValue(const VarData& value);
 /// The iterator keeps the dictionary it walks alive.
 class ZO_KEL_API VarData::const_iterator {
  public:
+  /// The pair an iterator stands at: key and value.
   using value_type = std::pair<const VarData, VarData>;
+  /// The pair's reference and pointer types.
+  ///@{
   using reference = const value_type&;
   using pointer = const value_type*;
+  ///@}
 
+  /// A singular iterator: it equals only another singular iterator and may not be used otherwise.
   const_iterator() noexcept : it_(nullptr) {}
   /// Adopts the iterator's reference.
   explicit const_iterator(IVarDataIterator* it) noexcept : it_(it) {}
+  /// A new iterator at the other's position (singular when the other is).
   const_iterator(const const_iterator& other);
+  /// Takes the other's iterator; the other becomes singular.
   const_iterator(const_iterator&& other) noexcept : it_(other.it_) { other.it_ = nullptr; }
+  /// Moves to the other's position with a new iterator, then releases the old one; on failure
+  /// the iterator is unchanged.
   const_iterator& operator=(const const_iterator& other);
+  /// Releases the old iterator and takes the other's; the other becomes singular.
   const_iterator& operator=(const_iterator&& other) noexcept;
   ~const_iterator();
 
+  /// The current pair's key and value (the iterator must stand at a pair).
+  ///@{
   const VarData& key() const { return it_->key(); }
   const VarData& value() const { return it_->value(); }
+  ///@}
   /// The current pair; TypeErrorException when the dictionary's iterator is not the library's
   /// own (key() and value() serve every iterator).
   reference operator*() const;
+  /// The current pair, as operator* gives it.
   pointer operator->() const { return &**this; }
+  /// Moves to the next pair (the iterator must stand at a pair); the postfix form returns the old
+  /// position.
+  ///@{
   const_iterator& operator++() {
     it_->increment();
     return *this;
@@ -495,6 +579,10 @@ class ZO_KEL_API VarData::const_iterator {
     it_->increment();
     return old;
   }
+  ///@}
+  /// Moves to the previous pair (the iterator must stand after the first pair); the postfix form
+  /// returns the old position.
+  ///@{
   const_iterator& operator--() {
     it_->decrement();
     return *this;
@@ -504,8 +592,13 @@ class ZO_KEL_API VarData::const_iterator {
     it_->decrement();
     return old;
   }
+  ///@}
+  /// Whether both stand at the same position, as IVarDataIterator::compare tells; singular
+  /// iterators equal only each other.
+  ///@{
   bool operator==(const const_iterator& other) const;
   bool operator!=(const const_iterator& other) const { return !(*this == other); }
+  ///@}
 
  private:
   IVarDataIterator* it_;
