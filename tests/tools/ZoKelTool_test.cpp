@@ -36,12 +36,19 @@ std::string ReadFile(const fs::path& p) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// This test process's own folder for the tool's files: ctest runs several test processes at
+// once, and a fixed name would let one overwrite another's input.
+const fs::path& ScratchDir() {
+  static const fs::path dir = [] {
+    std::string name = (fs::temp_directory_path() / "zo-kel-tool-test-XXXXXX").string();
+    return fs::path(mkdtemp(name.data()));
+  }();
+  return dir;
+}
+
 // Runs zo-kel with `input` on standard input.
 Result Tool(const std::vector<std::string>& args, const std::string& input = "") {
-  static const fs::path dir = [] {
-    char name[] = "/tmp/zo-kel-tool-test-XXXXXX";
-    return fs::path(mkdtemp(name));
-  }();
+  const fs::path& dir = ScratchDir();
   const fs::path in = dir / "in", out = dir / "out", err = dir / "err";
   std::ofstream(in, std::ios::binary) << input;
   posix_spawn_file_actions_t files;
@@ -103,7 +110,7 @@ std::vector<fs::path> Samples() {
 
 // A file holding text, for the inputs that do not come from standard input.
 std::string Stored(const std::string& name, const std::string& text) {
-  const fs::path p = fs::temp_directory_path() / ("zo-kel-tool-test-" + name);
+  const fs::path p = ScratchDir() / name;
   std::ofstream(p, std::ios::binary) << text;
   return p.string();
 }
