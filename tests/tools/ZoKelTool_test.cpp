@@ -361,6 +361,11 @@ TEST(ZoKelTool, ErrorsNameTheFormTheElementAndItsByte) {
   const Case usage[] = {
       {{"now", "--digits", "4"}, "", "--digits must be a number from 0 to 3"},
       {{"decode", "--bogus"}, "", "unknown option --bogus"},
+      {{"decode", "a.bin", "b.bin"}, "", "unexpected argument \"b.bin\""},
+      {{"decode", "--tgvariant", "a.bin"}, "", "--tgvariant reads two inputs"},
+      {{"format"}, "", "missing argument VALUE"},
+      {{"format", "1", "--", "2"}, "", "unexpected argument \"2\""},
+      {{"format", "1", "--as", "2", "--as", "3"}, "", "--as"},
       {{"frobnicate"}, "", "unknown command"},
       {{"decode", "--tgvariant", "-", "-"}, "", "cannot both come from standard input"},
       {{"encode"},
@@ -471,6 +476,7 @@ TEST(ZoKelTool, FormatParseNowAndHelp) {
   EXPECT_EQ(Tool({"format", "255", "--as", "0x0000"}).out, "0x00FF\n");
   EXPECT_EQ(Tool({"format", "2.5", "--as", "35"}).out, "60:00\n");
   EXPECT_EQ(Tool({"format", "-1", "--as=57"}).out, "0xFFFFFFFF\n");
+  EXPECT_EQ(Tool({"format", "--as", "0.00", "--", "-2"}).out, "-2.00\n");
   EXPECT_EQ(Tool({"format", "12/25/2024 10:30", "--as", "yyyy-mm-dd hh:mm"}).out,
             "2024-12-25 10:30\n");
   const Result overflow = Tool({"format", "3e9", "--as", "HH:MM:SS"});
@@ -498,6 +504,7 @@ TEST(ZoKelTool, FormatParseNowAndHelp) {
       const Result r = Tool({command, help});
       EXPECT_EQ(r.status, 0);
       EXPECT_EQ(r.out.rfind(std::string("usage: zo-kel ") + command, 0), 0u) << r.out;
+      EXPECT_NE(r.out.find("Exit status: 0 done"), std::string::npos) << r.out;
     }
   }
   const Result version = Tool({"--version"});

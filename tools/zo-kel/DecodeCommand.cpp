@@ -1,11 +1,14 @@
 // zo-kel decode: a byte image shown as a readable tree or as JSON, written while it is read.
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "Bytes.h"
 #include "Cli.h"
@@ -285,59 +288,89 @@ void DecodePacket(Source& source, const ShowOptions& show) {
   Put(out);
 }
 
+// What the command line asked of decode.
+struct DecodeArgs {
+  bool full = false, sized = false, flexdata = false, tgvariant = false, hex = false;
+  bool json = false, wide = false;
+  std::string maxElements, dictionaries;
+  const CLI::Option* maxElementsGiven = nullptr;
+  const CLI::Option* dictionariesGiven = nullptr;
+  std::vector<std::string> files;
+};
+
 // The descriptor and the data of a pair, each from its own input.
-void DecodeTGVariant(Args& args, bool hex, const ShowOptions& show) {
+void DecodeTGVariant(const DecodeArgs& args, const ShowOptions& show) {
   TGReadOptions options;
-  options.wide = args.flag("--wide");
-  if (const std::optional<std::string> how = args.option("--dictionaries")) {
-    if (*how != "cluster" && *how != "variant") {
-      throw UsageError("--dictionaries must be cluster or variant, not \"" + *how + "\"");
+  options.wide = args.wide;
+  if (args.dictionariesGiven->count() > 0) {
+    const std::string& how = args.dictionaries;
+    if (how != "cluster" && how != "variant") {
+      throw UsageError("--dictionaries must be cluster or variant, not \"" + how + "\"");
     }
-    options.dictionaries = *how;
+    options.dictionaries = how;
   }
-  const std::vector<std::string> files = args.finish(2, 2);
+  if (args.files.size() != 2) {
+    throw UsageError("--tgvariant reads two inputs, DESCRIPTOR and DATA (see --help)");
+  }
+  const std::vector<std::string>& files = args.files;
   if (files[0] == "-" && files[1] == "-") {
     throw UsageError("the descriptor and the data cannot both come from standard input");
   }
   TGPair pair;
-  pair.words = WordsFromBytes(Source(files[0], hex).all(), "TG variant descriptor");
-  pair.data = Source(files[1], hex).all();
+  pair.words = WordsFromBytes(Source(files[0], args.hex).all(), "TG variant descriptor");
+  pair.data = Source(files[1], args.hex).all();
   ShowTGPair(pair, options, show);
 }
 
-int Run(Args& args) {
-  const bool full = args.flag("--full");
-  const bool sized = args.flag("--sized");
-  const bool flexdata = args.flag("--flexdata");
-  const bool tgvariant = args.flag("--tgvariant");
-  const bool hex = args.flag("--hex");
+int Run(const DecodeArgs& args) {
   ShowOptions show;
-  show.json = args.flag("--json");
+  show.json = args.json;
   show.maxElements = show.json ? ~std::uint64_t{0} : kTreeElements;
-  if (const std::optional<std::string> max = args.option("--max-elements")) {
-    show.maxElements = ParseUnsigned(*max, 0xFFFFFFFFu, "--max-elements");
+  if (args.maxElementsGiven->count() > 0) {
+    show.maxElements = ParseUnsigned(args.maxElements, 0xFFFFFFFFu, "--max-elements");
   }
-  if (full + sized + flexdata + tgvariant > 1)
+  if (args.full + args.sized + args.flexdata + args.tgvariant > 1)
     throw UsageError("give at most one of --full, --sized, --flexdata, --tgvariant");
-  if (tgvariant) {
-    DecodeTGVariant(args, hex, show);
+  if (args.tgvariant) {
+    DecodeTGVariant(args, show);
     return 0;
   }
-  const std::vector<std::string> files = args.finish(0, 1);
-  Source source(files.empty() ? "-" : files[0], hex);
-  if (sized) {
+  if (args.wide || args.dictionariesGiven->count() > 0) {
+    throw UsageError("--wide and --dictionaries apply to --tgvariant");
+  }
+  if (args.files.size() > 1) {
+    throw UsageError("unexpected argument \"" + args.files[1] + "\" (see --help)");
+  }
+  Source source(args.files.empty() ? "-" : args.files[0], args.hex);
+  if (args.sized) {
     DecodeSized(source, show);
-  } else if (flexdata) {
+  } else if (args.flexdata) {
     DecodePacket(source, show);
   } else {
-    DecodeValue(source, !full, show);
+    DecodeValue(source, !args.full, show);
   }
   return 0;
+}
+
+std::function<int()> Define(CLI::App& app) {
+  auto args = std::make_shared<DecodeArgs>();
+  app.add_flag("--full", args->full);
+  app.add_flag("--sized", args->sized);
+  app.add_flag("--flexdata", args->flexdata);
+  app.add_flag("--tgvariant", args->tgvariant);
+  app.add_flag("--hex", args->hex);
+  app.add_flag("--json", args->json);
+  app.add_flag("--wide", args->wide);
+  args->maxElementsGiven = app.add_option("--max-elements", args->maxElements);
+  args->dictionariesGiven = app.add_option("--dictionaries", args->dictionaries);
+  // One input, or DESCRIPTOR and DATA with --tgvariant.
+  app.add_option("FILE", args->files)->expected(0, 2);
+  return [args] { return Run(*args); };
 }
 
 }  // namespace
 
 const Command kDecodeCommand = {"decode", "show a byte image as a readable tree or as JSON", kHelp,
-                                Run};
+                                Define};
 
 }  // namespace zokel_tool

@@ -1,5 +1,8 @@
 // zo-kel encode: the JSON of `zo-kel decode --json` (or a bare value) back to bytes.
+#include <CLI/CLI.hpp>
 #include <cstring>
+#include <memory>
+#include <string>
 
 #include "Bytes.h"
 #include "Cli.h"
@@ -159,22 +162,21 @@ std::vector<Bytes> Encode(const json& doc, bool full, bool sized, bool normalize
                   " (compact, full, sized, flexdata or tgvariant)");
 }
 
-int Run(Args& args) {
-  const bool hex = args.flag("--hex");
-  const bool full = args.flag("--full");
-  const bool sized = args.flag("--sized");
-  const bool normalize = args.flag("--normalize");
-  std::optional<std::string> output = args.option("--output");
-  if (std::optional<std::string> o = args.option("-o")) {
-    if (output) throw UsageError("give -o or --output, not both");
-    output = o;
-  }
-  const std::optional<std::string> dataOutput = args.option("--data-output");
+// What the command line asked of encode.
+struct EncodeArgs {
+  bool hex = false, full = false, sized = false, normalize = false;
+  std::string output = "-", dataOutput;
+  const CLI::Option* dataOutputGiven = nullptr;
+  std::string file = "-";
+};
+
+int Run(const EncodeArgs& args) {
+  const bool hex = args.hex, full = args.full, sized = args.sized;
+  const std::string& to = args.output;
+  const bool dataOutput = args.dataOutputGiven->count() > 0;
   if (full && sized) throw UsageError("give at most one of --full, --sized");
-  const std::vector<std::string> files = args.finish(0, 1);
-  const json doc = ParseDocument(ReadInput(files.empty() ? "-" : files[0]));
-  const std::vector<Bytes> images = Encode(doc, full, sized, normalize);
-  const std::string to = output ? *output : "-";
+  const json doc = ParseDocument(ReadInput(args.file));
+  const std::vector<Bytes> images = Encode(doc, full, sized, args.normalize);
   const bool pair = doc.is_object() && doc.value("form", json()) == "tgvariant";
   if (dataOutput && (!pair || hex))
     throw UsageError("--data-output is for a binary TG variant pair");
@@ -184,7 +186,7 @@ int Run(Args& args) {
   }
   if (pair && !hex) {
     WriteOutput(to, images[0]);
-    WriteOutput(*dataOutput, images[1]);
+    WriteOutput(args.dataOutput, images[1]);
   } else if (hex) {
     WriteOutput(to, Lines(images));
   } else {
@@ -195,8 +197,20 @@ int Run(Args& args) {
   return 0;
 }
 
+std::function<int()> Define(CLI::App& app) {
+  auto args = std::make_shared<EncodeArgs>();
+  app.add_flag("--hex", args->hex);
+  app.add_flag("--full", args->full);
+  app.add_flag("--sized", args->sized);
+  app.add_flag("--normalize", args->normalize);
+  app.add_option("-o,--output", args->output);
+  args->dataOutputGiven = app.add_option("--data-output", args->dataOutput);
+  app.add_option("FILE", args->file);
+  return [args] { return Run(*args); };
+}
+
 }  // namespace
 
-const Command kEncodeCommand = {"encode", "build a byte image from its JSON", kHelp, Run};
+const Command kEncodeCommand = {"encode", "build a byte image from its JSON", kHelp, Define};
 
 }  // namespace zokel_tool

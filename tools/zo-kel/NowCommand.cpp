@@ -1,7 +1,10 @@
 // zo-kel now: the clock in the system's date and time formats.
 #include <langinfo.h>
 
+#include <CLI/CLI.hpp>
 #include <cstdio>
+#include <memory>
+#include <string>
 
 #include "Bytes.h"
 #include "Cli.h"
@@ -21,7 +24,9 @@ const char kHelp[] =
     "in LC_TIME / LANG), local time unless --utc.\n"
     "\n"
     "  --digits N    fraction digits after the seconds, 0 to 3 (default 3)\n"
-    "  --time-first  the time of day before the date\n";
+    "  --time-first  the time of day before the date\n"
+    "\n"
+    "Exit status: 0 done, 2 bad usage.\n";
 
 // The locale's time format with its seconds spelt out ("%T" is "%H:%M:%S"), so that the
 // fraction has a seconds field to follow in every locale.
@@ -44,12 +49,8 @@ zo::kel::WString TimeFormat() {
   return zo::kel::WString(zo::kel::AString(spelt.c_str()));
 }
 
-int Run(Args& args) {
-  const bool utc = args.flag("--utc");
-  const bool timeFirst = args.flag("--time-first");
-  const std::optional<std::string> digits = args.option("--digits");
-  args.finish(0, 0);
-  const unsigned n = digits ? ParseUnsigned(*digits, 3, "--digits") : 3;
+int Run(bool utc, bool timeFirst, const std::string& digits) {
+  const unsigned n = ParseUnsigned(digits, 3, "--digits");
   namespace osdep = zo::kel::osdep;
   const zo::kel::AbsTime now = osdep::GetCurrentAbsTime();
   try {
@@ -70,9 +71,21 @@ int Run(Args& args) {
   return 0;
 }
 
+std::function<int()> Define(CLI::App& app) {
+  struct NowArgs {
+    bool utc = false, timeFirst = false;
+    std::string digits = "3";
+  };
+  auto args = std::make_shared<NowArgs>();
+  app.add_flag("--utc", args->utc);
+  app.add_flag("--time-first", args->timeFirst);
+  app.add_option("--digits", args->digits);
+  return [args] { return Run(args->utc, args->timeFirst, args->digits); };
+}
+
 }  // namespace
 
 const Command kNowCommand = {"now", "the current time in the system's date and time formats", kHelp,
-                             Run};
+                             Define};
 
 }  // namespace zokel_tool

@@ -1,8 +1,12 @@
 // zo-kel format and zo-kel parse: numbers and day counts through the display formats, and
 // typed-in text through the text scanners.
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include "Bytes.h"
 #include "Commands.h"
@@ -33,7 +37,10 @@ const char kFormatHelp[] =
     "               names are matched first, so \"0\" and \"00\" are the names of 1 and 19.\n"
     "               Without --as, VALUE is shown in every format.\n"
     "\n"
-    "A value a format cannot show comes out as the overflow text \"***************\".\n";
+    "A value a format cannot show comes out as the overflow text \"***************\".\n"
+    "\n"
+    "Exit status: 0 done, 1 VALUE is not a number, duration or date or FORMAT is unknown,\n"
+    "2 bad usage.\n";
 
 const char kParseHelp[] =
     "usage: zo-kel parse TEXT [--as FORMAT]\n"
@@ -45,7 +52,7 @@ const char kParseHelp[] =
     "  --as FORMAT  the display format whose date order applies (\"dd/mm/yyyy\", 67, ...);\n"
     "               month/day/year when absent.\n"
     "\n"
-    "Text that no scanner reads is an error (exit status 2).\n";
+    "Exit status: 0 done, 1 no scanner reads TEXT or FORMAT is unknown, 2 bad usage.\n";
 
 unsigned FormatNumber(const std::string& text) {
   short index = 0;
@@ -95,9 +102,7 @@ std::string Calendar(double days) {
   return text;
 }
 
-int RunFormat(Args& args) {
-  const std::optional<std::string> as = args.option("--as");
-  const std::string text = args.finish(1, 1)[0];
+int RunFormat(const std::string& text, const std::optional<std::string>& as) {
   const unsigned chosen = as ? FormatNumber(*as) : 0;
   double value = 0;
   // Dates are read month/day/year ("12/25/2024") or year-month-day ("2024-12-25"), whatever
@@ -122,9 +127,7 @@ int RunFormat(Args& args) {
   return 0;
 }
 
-int RunParse(Args& args) {
-  const std::optional<std::string> as = args.option("--as");
-  const std::string text = args.finish(1, 1)[0];
+int RunParse(const std::string& text, const std::optional<std::string>& as) {
   const int format = as ? static_cast<int>(FormatNumber(*as)) : 0;
   const char* c = text.c_str();
   std::string out = "text            " + QuoteBytes(c, text.size()) + "\n";
@@ -160,11 +163,38 @@ int RunParse(Args& args) {
   return 0;
 }
 
+// VALUE or TEXT and --as FORMAT, the arguments of both commands; `run` is RunFormat or RunParse.
+std::function<int()> DefineTextCommand(CLI::App& app, const char* argument,
+                                       int (*run)(const std::string&,
+                                                  const std::optional<std::string>&)) {
+  struct TextArgs {
+    std::string text, as;
+    const CLI::Option* textGiven = nullptr;
+    const CLI::Option* asGiven = nullptr;
+  };
+  auto args = std::make_shared<TextArgs>();
+  // Checked when the command runs, not by CLI11: the argument may follow "--".
+  args->textGiven = app.add_option(argument, args->text);
+  args->asGiven = app.add_option("--as", args->as);
+  return [args, run, argument] {
+    if (args->textGiven->count() == 0) {
+      throw UsageError(std::string("missing argument ") + argument + " (see --help)");
+    }
+    return run(args->text,
+               args->asGiven->count() > 0 ? std::optional<std::string>(args->as) : std::nullopt);
+  };
+}
+
+std::function<int()> DefineFormat(CLI::App& app) {
+  return DefineTextCommand(app, "VALUE", RunFormat);
+}
+std::function<int()> DefineParse(CLI::App& app) { return DefineTextCommand(app, "TEXT", RunParse); }
+
 }  // namespace
 
 const Command kFormatCommand = {"format", "show a number or day count in a display format",
-                                kFormatHelp, RunFormat};
+                                kFormatHelp, DefineFormat};
 const Command kParseCommand = {"parse", "read typed-in text through the text scanners", kParseHelp,
-                               RunParse};
+                               DefineParse};
 
 }  // namespace zokel_tool
