@@ -162,8 +162,7 @@ int Main(int argc, char** argv) {
                  i == std::size(kCommands) ? "" : kCommands[i]->name, UsageText(e).c_str());
     return 2;
   }
-  const std::size_t i = chosen();
-  if (i < std::size(kCommands)) return Run(*kCommands[i], runs[i], *subcommands[i], afterDashes);
+  // --version and --help before a command answer for the tool and run nothing.
   if (version) {
     // The library's version is the loaded shared object's, which may differ from the headers
     // the tool was built with.
@@ -175,6 +174,8 @@ int Main(int argc, char** argv) {
     PrintUsage(stdout);
     return 0;
   }
+  const std::size_t i = chosen();
+  if (i < std::size(kCommands)) return Run(*kCommands[i], runs[i], *subcommands[i], afterDashes);
   if (!app.remaining().empty()) {
     const std::string word = app.remaining().front();
     std::fprintf(stderr, "zo-kel: unknown %s \"%s\"\n", word[0] == '-' ? "option" : "command",
