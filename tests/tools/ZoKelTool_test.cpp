@@ -337,10 +337,23 @@ TEST(ZoKelTool, ErrorsNameTheFormTheElementAndItsByte) {
        "value.packet: I32 data at byte 6: packet ends inside the data"},
       {{"decode", "--tgvariant", "--hex", Stored("odd", "00 04 00"), "-"},
        "",
-       "TG variant descriptor: 3 bytes do not make whole 16-bit words"},
-      {{"decode", "--tgvariant", "--hex", Stored("bool", "00 04 00 04"), "-"},
+       "TG variant descriptor: word 1 at byte 2: the input ends inside the word (1 of 2 bytes)"},
+      {{"decode", "--tgvariant", "--hex", Stored("code", "00 04 00 04"), "-"},
        "",
-       "TG variant pair: 2 descriptor words and 0 data bytes: the codec refuses them"},
+       "TG variant pair: descriptor word 1 at byte 2: unknown type code 0x04"},
+      {{"decode", "--tgvariant", "--hex",
+        Stored("double", "00 14 00 50 00 01 00 0E 40 0A 08 70 72 65 73 73 75 72 65 00"), "-"},
+       "40 0C 00",
+       "TG variant pair: data for descriptor word 3 at byte 0: the data ends inside a double (3 of "
+       "8 bytes)"},
+      {{"decode", "--tgvariant", "--hex",
+        Stored("twice", "00 12 00 50 00 02 00 06 40 21 01 6B 00 06 40 21 01 4B"), "-"},
+       "01 01",
+       "TG variant pair: descriptor word 8 at byte 16: label \"K\" is given twice"},
+      {{"decode", "--tgvariant", "--hex", Stored("variant", "00 04 00 53"), "-"},
+       "00 04 00 99 00 00 00 00",
+       "TG variant pair: data (word 1 of a variant's descriptor) at byte 2: unknown type code "
+       "0x99"},
       {{"encode", "--hex"},
        "{\"form\":\"tgvariant\",\"value\":{\"kind\":\"pulse\"}}",
        "value: cannot be flattened into a TG variant pair"},
@@ -449,16 +462,15 @@ TEST(ZoKelTool, TGVariantPairsDecodeAndFlattenBack) {
     const Result json = Tool({"decode", "--tgvariant", "--hex", "--json", descriptor, "-"}, c.data);
     EXPECT_EQ(Tool({"encode", "--hex"}, json.out).out,
               ToHex(Hex(c.descriptor)) + "\n" + ToHex(Hex(c.data)) + "\n");
-    const std::string words = ToHex(Hex(c.descriptor));
-    for (std::size_t n = 0; n < words.size(); n += 3) {
-      const std::string cut = Stored("cut", words.substr(0, n));
-      EXPECT_EQ(Tool({"decode", "--tgvariant", "--hex", cut, "-"}, c.data).status, 1);
-    }
-    const std::string data = ToHex(Hex(c.data));
-    for (std::size_t n = 0; n + 3 <= data.size(); n += 3) {
-      EXPECT_EQ(Tool({"decode", "--tgvariant", "--hex", descriptor, "-"}, data.substr(0, n)).status,
-                1);
-    }
+    // Cut short, the pair is refused with the word or byte where it stops.
+    const auto refused = [](const std::string& words, const std::string& data) {
+      const Result r = Tool({"decode", "--tgvariant", "--hex", Stored("cut", words), "-"}, data);
+      EXPECT_EQ(r.status, 1);
+      EXPECT_NE(r.err.find(" at byte "), std::string::npos) << r.err;
+    };
+    const std::string words = ToHex(Hex(c.descriptor)), data = ToHex(Hex(c.data));
+    for (std::size_t n = 0; n < words.size(); n += 3) refused(words.substr(0, n), data);
+    for (std::size_t n = 0; n + 3 <= data.size(); n += 3) refused(words, data.substr(0, n));
   }
   // The sample pair, in binary: the file pair comes back through JSON byte for byte.
   const std::string sample = std::string(ZO_KEL_SAMPLES_DIR) + "/reading.tgd";
