@@ -251,8 +251,10 @@ void DecodePacket(Source& source, const ShowOptions& show) {
   if (show.json) {
     json doc = {{"form", "flexdata"}};
     if (!packet.isEmpty()) doc["type"] = FlexTypeName(static_cast<std::uint16_t>(packet.getType()));
-    doc["packet"] = ToHex(in);
-    Put(doc.dump() + "\n");
+    const std::string head = doc.dump();
+    Put(head.substr(0, head.size() - 1) + ",\"packet\":\"");
+    PutHex(in.data(), in.size());
+    Put("\"}\n");
     return;
   }
   std::string out = "FlexData packet, " + std::to_string(in.size()) + " bytes\n";
