@@ -1,4 +1,5 @@
 // zo-kel decode: a byte image shown as a readable tree or as JSON, written while it is read.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -16,9 +17,9 @@
 #include "Output.h"
 #include "PacketTree.h"
 #include "TGVariantPair.h"
+#include "ValueCheck.h"
 #include "ValueImage.h"
 #include "VarDataJson.h"
-#include "kel/AutoBuffer.h"
 #include "kel/fd/FlexData.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -126,8 +127,15 @@ class Source {
     return to.size() - before;
   }
 
+  // The rest of the input. A file's size is reserved at once: growing by doubling would hold
+  // the old and the new block together, up to twice the input, while it copies.
   Bytes all() {
     Bytes bytes;
+    struct stat st;
+    if (file_ != nullptr && fstat(fileno(file_), &st) == 0 && S_ISREG(st.st_mode) &&
+        st.st_size > 0) {
+      bytes.reserve(static_cast<std::size_t>(st.st_size));
+    }
     while (read(bytes, 1 << 20) == 1 << 20) {
     }
     return bytes;
@@ -147,39 +155,8 @@ class Source {
   bool ended_ = false;
 };
 
-// Reads the one value at [p, end) with the library; ToolError naming the failing element.
-// Returns the end of the value; `normalFrom` is where the library's own image of it first
-// differs from the bytes (the end of the value when it does not).
-const unsigned char* CheckValue(const unsigned char* p, const unsigned char* end, bool compact,
-                                std::uint64_t base, const std::string& form,
-                                std::uint64_t& normalFrom) {
-  VarData v;
-  const unsigned char* cursor = p;
-  try {
-    v.deserializeImpl(cursor, end, compact);
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception&) {
-    try {
-      WalkValueImage(p, end, compact, base);
-    } catch (const ImageFailure& f) {
-      throw ToolError(form + ": " + ShortPath(f.path) + " at " + Offset(f.offset) + ": " +
-                      f.reason);
-    }
-    throw ToolError(form + ": value at " + Offset(base) + ": the library's reader refuses it");
-  }
-  zo::kel::AutoBuffer again;
-  v.SerializeWithoutSize(again, compact);
-  const auto n = static_cast<std::size_t>(cursor - p);
-  const std::size_t common = std::min<std::size_t>(n, again.Len());
-  const auto diff =
-      static_cast<std::uint64_t>(std::mismatch(p, p + common, again.Data()).first - p);
-  normalFrom = diff == n && n == again.Len() ? ~std::uint64_t{0} : base + diff;
-  return cursor;
-}
-
 void NormalFormNote(const std::string& what, std::uint64_t from) {
-  if (from == ~std::uint64_t{0}) return;
+  if (from == kNormalForm) return;
   std::fprintf(stderr,
                "zo-kel decode: note: %s is not in the normal form the library writes, from %s on "
                "(`zo-kel encode --normalize` writes that form)\n",
@@ -191,14 +168,14 @@ void DecodeValue(Source& source, bool compact, const ShowOptions& show) {
   const Bytes in = source.all();
   const unsigned char* begin = in.data();
   const unsigned char* end = begin + in.size();
-  std::uint64_t normalFrom = 0;
-  const unsigned char* valueEnd = CheckValue(begin, end, compact, 0, form, normalFrom);
+  const ValueCheck check = CheckValueImage(begin, end, compact, 0, form);
+  const unsigned char* valueEnd = check.end;
   if (valueEnd != end) {
     throw ToolError(form + ": the end of the value at " +
                     Offset(static_cast<std::uint64_t>(valueEnd - begin)) + ": " +
                     BytesFollow(static_cast<std::uint64_t>(end - valueEnd)) + " it");
   }
-  NormalFormNote("the value", normalFrom);
+  NormalFormNote("the value", check.normalFrom);
   if (show.json) {
     Put(std::string("{\"form\":\"") + (compact ? "compact" : "full") + "\",\"value\":");
     ShowValueImage(begin, end, compact, 0, show, 0, "");
@@ -236,10 +213,9 @@ void DecodeSized(Source& source, const ShowOptions& show) {
     }
     const unsigned char* value = record.data() + 4;
     const unsigned char* recordEnd = value + size;
-    std::uint64_t normalFrom = 0;
-    const unsigned char* valueEnd =
-        CheckValue(value, recordEnd, true, offset + 4, form, normalFrom);
-    NormalFormNote("record " + std::to_string(index), normalFrom);
+    const ValueCheck check = CheckValueImage(value, recordEnd, true, offset + 4, form);
+    const unsigned char* valueEnd = check.end;
+    NormalFormNote("record " + std::to_string(index), check.normalFrom);
     const auto extra = static_cast<std::size_t>(recordEnd - valueEnd);
     if (show.json) {
       Put(std::string(index == 0 ? "\n" : ",\n") + "  {\"value\":");
@@ -275,8 +251,10 @@ void DecodePacket(Source& source, const ShowOptions& show) {
   if (show.json) {
     json doc = {{"form", "flexdata"}};
     if (!packet.isEmpty()) doc["type"] = FlexTypeName(static_cast<std::uint16_t>(packet.getType()));
-    doc["packet"] = ToHex(in);
-    Put(doc.dump() + "\n");
+    const std::string head = doc.dump();
+    Put(head.substr(0, head.size() - 1) + ",\"packet\":\"");
+    PutHex(in.data(), in.size());
+    Put("\"}\n");
     return;
   }
   std::string out = "FlexData packet, " + std::to_string(in.size()) + " bytes\n";

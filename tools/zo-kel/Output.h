@@ -10,6 +10,9 @@ namespace zokel_tool {
 /// Appends text to standard output.
 void Put(const char* text, std::size_t n);
 inline void Put(const std::string& text) { Put(text.data(), text.size()); }
+/// Appends bytes as hex ("05 10 00 00"), a bounded piece at a time, so that a large block is
+/// never held as text.
+void PutHex(const unsigned char* data, std::size_t n);
 /// Hands what is buffered to the system; ToolError when standard output cannot be written.
 void FlushOutput();
 

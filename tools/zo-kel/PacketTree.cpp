@@ -150,8 +150,17 @@ class Walker {
         fail(q, "attribute name", "length " + std::to_string(length) + " does not fit");
       }
       const unsigned char* valueMD = q + 2 + length;
+      const std::uint16_t nameType = u16(q + 6, valueMD, "attribute name type");
+      if (nameType != 0x0900) {
+        fail(q + 6, "attribute name",
+             "type " + HexNumber(nameType, 4) + " is not AString (0x0900)");
+      }
       const std::uint32_t count = u32(q + 8, valueMD, "attribute name count");
-      if (!Fits(count, q + 12, valueMD)) fail(q, "attribute name", "its characters do not fit");
+      if (RoundUpEven(count) != length - 10) {
+        fail(q + 8, "attribute name",
+             std::to_string(count) + " characters do not match its length " +
+                 std::to_string(length));
+      }
       line(q, indent + 1, "attribute " + QuoteBytes(reinterpret_cast<const char*>(q + 12), count));
       const unsigned char* type = prefix(valueMD, end, depth + 1, indent + 2);
       const unsigned char* data = type + elementSize(type, end);
@@ -374,7 +383,7 @@ zo::kel::FlexData ReadPacketImage(const unsigned char* begin, const unsigned cha
     } catch (const ToolError& located) {
       throw ToolError(form + ": " + located.what());
     }
-    throw ToolError(form + ": packet at offset 0: " + Reason(e));
+    throw ToolError(form + ": packet at byte 0: " + Reason(e));
   }
   if (cursor != end) {
     throw ToolError(form + ": " + BytesFollow(static_cast<std::uint64_t>(end - cursor)) +

@@ -7,6 +7,7 @@
 #include "Output.h"
 #include "PacketTree.h"
 #include "ShowText.h"
+#include "TGPairWalk.h"
 #include "VarDataJson.h"
 #include "kel/StringBase.h"
 #include "kel/exception.h"
@@ -46,6 +47,25 @@ VarData ImageValue(const Bytes& image, const std::string& path) {
     throw ToolError(path + ": does not make a value");
   }
   return v;
+}
+
+// The word or byte where the pair stops reading and why; in "auto" mode, that of the reading
+// (clusters or variants) that gets further.
+std::string WhereItFails(const TGPair& pair, const TGReadOptions& options) {
+  TGFailure cluster, variant;
+  const bool inCluster =
+      options.dictionaries != "variant" && FindTGFailure(pair, false, options.wide, cluster);
+  const bool inVariant =
+      options.dictionaries != "cluster" && FindTGFailure(pair, true, options.wide, variant);
+  const auto later = [](const TGFailure& a, const TGFailure& b) {
+    return a.inData != b.inData ? a.inData : a.byte > b.byte;
+  };
+  if (inCluster || inVariant) {
+    const TGFailure& f = !inVariant || (inCluster && !later(variant, cluster)) ? cluster : variant;
+    return f.what + " at byte " + std::to_string(f.byte) + ": " + f.reason;
+  }
+  return Plural(pair.words.size(), "descriptor word", "descriptor words") + " and " +
+         Plural(pair.data.size(), "data byte", "data bytes") + ": the codec refuses them";
 }
 
 TGPair Flatten(const VarData& value, const zo::kel::AString& name, bry::DictionaryConversion mode) {
@@ -88,13 +108,7 @@ VarData ReadTGPair(const TGPair& pair, const TGReadOptions& options, std::string
       } catch (const zo::kel::exception::Exception&) {
       }
     }
-    if (!read_) {
-      throw ToolError(
-          "TG variant pair: " + Plural(pair.words.size(), "descriptor word", "descriptor words") +
-          " and " + Plural(pair.data.size(), "data byte", "data bytes") +
-          ": the codec refuses them (a type it does not know, sizes that disagree, "
-          "or data that ends early)");
-    }
+    if (!read_) throw ToolError("TG variant pair: " + WhereItFails(pair, options));
   }
   if (name != nullptr) *name = std::string(read.c_str(), read.size());
   return value;
@@ -102,8 +116,9 @@ VarData ReadTGPair(const TGPair& pair, const TGReadOptions& options, std::string
 
 std::vector<unsigned short> WordsFromBytes(const Bytes& bytes, const std::string& what) {
   if (bytes.size() % 2 != 0) {
-    throw ToolError(what + ": " + std::to_string(bytes.size()) +
-                    " bytes do not make whole 16-bit words");
+    throw ToolError(what + ": word " + std::to_string(bytes.size() / 2) + " at byte " +
+                    std::to_string(bytes.size() - 1) +
+                    ": the input ends inside the word (1 of 2 bytes)");
   }
   std::vector<unsigned short> words(bytes.size() / 2);
   for (std::size_t i = 0; i < words.size(); ++i) {

@@ -43,8 +43,8 @@ void ShowTGPair(const TGPair& pair, const TGReadOptions& options, const ShowOpti
 /// library's writer. ToolError naming the member that is wrong or the writer's reason.
 TGPair TGPairFromJson(const nlohmann::ordered_json& doc, bool normalize);
 
-/// Descriptor words from their bytes, each word two bytes big-endian; ToolError naming `what`
-/// for an odd count.
+/// Descriptor words from their bytes, each word two bytes big-endian; ToolError naming `what`,
+/// the last word and its byte for an odd count.
 std::vector<unsigned short> WordsFromBytes(const Bytes& bytes, const std::string& what);
 /// The reverse: each word as two bytes, big-endian.
 Bytes WordsToBytes(const std::vector<unsigned short>& words);

@@ -377,7 +377,13 @@ class Walker {
                                                 : "kind 0") +
              " value");
     if (show_ != nullptr) {
-      if (json()) {
+      if (json() && (kind == VarData::kRaw || kind == VarData::kFlexData)) {
+        // Blocks of bytes go out a piece at a time: they can be most of a large value.
+        const bool raw = kind == VarData::kRaw;
+        Put(head(type) + (raw ? ",\"hex\":\"" : ",\"packet\":\""));
+        PutHex(p + (raw ? 8 : 4), raw ? U32(p + 4) : size);
+        Put("\"}");
+      } else if (json()) {
         Put(head(type) + leafJson(p + 4, kind, size) + "}");
       } else {
         line(p, indent, label + leafText(p + 4, kind, size) + qualifierNote(type));
@@ -418,6 +424,7 @@ class Walker {
     }
   }
 
+  // The members of a leaf after its kind; raw bytes and packets are written by leaf() itself.
   std::string leafJson(const unsigned char* q, std::uint16_t kind, std::size_t size) const {
     switch (kind) {
       case VarData::kLogical:
@@ -454,8 +461,6 @@ class Walker {
           units += (i ? "," : "") + std::to_string(U16(q + 4 + 2 * i));
         return units + "]";
       }
-      case VarData::kRaw:
-        return ",\"hex\":\"" + ToHex(q + 4, U32(q)) + "\"";
       case VarData::kAbsTime:
       case VarData::kRelTime: {
         std::string words = ",\"words\":[";
@@ -469,8 +474,6 @@ class Walker {
         return ",\"descriptor\":\"" + WordsToHex(pair.words.data(), pair.words.size()) +
                "\",\"data\":\"" + ToHex(pair.data) + "\"";
       }
-      case VarData::kFlexData:
-        return ",\"packet\":\"" + ToHex(q, size) + "\"";
       case VarData::kObsolete:
         return ",\"counts\":[" + std::to_string(U32(q)) + "," + std::to_string(U32(q + 4)) + "," +
                std::to_string(U32(q + 8)) + "],\"hex\":\"" + ToHex(q + 12, size - 12) + "\"";
