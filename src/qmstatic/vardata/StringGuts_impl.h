@@ -26,12 +26,14 @@ class AnsiGuts final : public GutsObject<IVarDataAnsi, IAnsiGuts> {
   /// A new object (count 1) holding a copy of `length` characters. Throws std::bad_alloc.
   static AnsiGuts* Make(const char* text, std::uint32_t length);
 
-  /// `guts` as the library's own narrow text guts, or null when they are of another class (from
-  /// another module, say). The type test reads the object's type once, which costs less than the
-  /// two interface calls it saves a writer.
+  /// `guts` as the library's own narrow text guts, or null when they are of another class or
+  /// from another module. The test reads the object's type once, which costs less than the two
+  /// interface calls it saves a writer. It compares type objects by address, not by name: another
+  /// module may hold a different build of this class, whose layout this one cannot know.
   static const AnsiGuts* Own(const IVarDataAnsi* guts) noexcept {
-    return guts != nullptr && typeid(*guts) == typeid(AnsiGuts) ? static_cast<const AnsiGuts*>(guts)
-                                                                : nullptr;
+    return guts != nullptr && &typeid(*guts) == &typeid(AnsiGuts)
+               ? static_cast<const AnsiGuts*>(guts)
+               : nullptr;
   }
 
   /// Constructs the object in storage that has room for `length` + 1 characters after it.
