@@ -2,9 +2,11 @@
 #ifndef ZO_KEL_VARDATA_GUTSOBJECT_IMPL_H
 #define ZO_KEL_VARDATA_GUTSOBJECT_IMPL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 
+#include "kel/SmallBlockAllocator_impl.h"
 #include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/IVarDataGuts.h"
 
@@ -37,8 +39,9 @@ inline std::int32_t RefuseInterface(void** out) noexcept {
 /// The base of every guts class of the library: the interfaces (in the order given, so the
 /// object starts with their pointers), then the reference count, then the class's fields.
 /// AddRef and Release work on that count (1 at creation); the object destroys itself through its
-/// deleting destructor when the count reaches 0. This is the one place that creates and destroys
-/// the library's guts, so an allocator for them belongs here.
+/// deleting destructor when the count reaches 0. Guts live in the library's small-block
+/// allocator: values are made and dropped in bulk (reading an image makes one guts per text),
+/// often by different threads, and malloc's per-call cost dominated that work.
 template <class Interface, class... More>
 class GutsObject : public Interface, public More... {
  public:
@@ -49,9 +52,18 @@ class GutsObject : public Interface, public More... {
     return n;
   }
 
+  /// Storage for a guts object of `bytes` bytes (the most derived class's size).
+  static void* operator new(std::size_t bytes) { return SmallBlockAllocate(bytes); }
+  /// Gives back storage from operator new; `bytes` is the most derived class's size again.
+  static void operator delete(void* p, std::size_t bytes) noexcept { SmallBlockFree(p, bytes); }
+
  protected:
   GutsObject() noexcept : count_(1) {}
   ~GutsObject() override = default;
+
+  /// Drops one reference and returns the new count, for a class that frees itself (one whose
+  /// storage is larger than the class, so that operator delete cannot know its size).
+  std::int32_t DropReference() noexcept { return count_.decrement(); }
 
  private:
   osdep::AtomicInt count_;

@@ -3,19 +3,23 @@
 // A text guts object and its characters live in one allocation (the characters right after the
 // object), so that making, copying and dropping string values costs one allocation each.
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <new>
 
-#include "kel/DLLMalloc.h"
+#include "kel/SmallBlockAllocator_impl.h"
 #include "kel/exception.h"
 #include "kel/osdep/StringCaseCompare.h"
 #include "qmstatic/text/LogicalText.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
+#include "qmstatic/vardata/StringGuts_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
 namespace {
 
+using zo::kel::detail::AnsiGuts;
+using zo::kel::detail::DestroyText;
 using zo::kel::detail::GrantInterface;
 using zo::kel::detail::GutsObject;
 using zo::kel::detail::IsOneOf;
@@ -47,27 +51,6 @@ bool TruthOfText(const Char* text) {
   return recognised && !(number == 0.0);
 }
 
-// Raw storage for an object of type T followed by `length` + 1 characters; the characters are
-// what the object's text() points to. Allocation failure throws std::bad_alloc.
-template <class T, class Char>
-void* TextStorage(std::uint32_t length) {
-  const unsigned long long bytes =
-      sizeof(T) + (static_cast<unsigned long long>(length) + 1) * sizeof(Char);
-  if (bytes > 0xFFFFFFFFull) throw std::bad_alloc();
-  return zo::kel::DLLMalloc(static_cast<unsigned>(bytes));
-}
-
-// Makes an object of type T (constructed from the length) holding the characters.
-template <class T, class Char>
-T* MakeText(const Char* text, std::uint32_t length) {
-  void* raw = TextStorage<T, Char>(length);
-  T* made = new (raw) T(length);
-  Char* chars = made->text();
-  if (length != 0) std::memcpy(chars, text, length * sizeof(Char));
-  chars[length] = Char();
-  return made;
-}
-
 // Compares this text with another text guts of the same width, reached through its interface
 // (it may come from another module).
 template <class Char, class Itf, class Order>
@@ -84,137 +67,191 @@ std::int32_t CaseCompare(const Char* text, std::uint32_t length, const Itf* othe
                       });
 }
 
-class AnsiGuts final : public GutsObject<IVarDataAnsi, IAnsiGuts> {
- public:
-  explicit AnsiGuts(std::uint32_t length) noexcept : length_(length) {}
+}  // namespace
 
-  // The storage came from TextStorage; the deleting destructor gives it back there.
-  static void operator delete(void* p) noexcept { zo::kel::DLLFree(p); }
+namespace zo {
+namespace kel {
+namespace detail {
 
-  static AnsiGuts* Make(const char* text, std::uint32_t length) {
-    return MakeText<AnsiGuts>(text, length);
+// Bytes of a text guts object of type T followed by `length` + 1 characters; the characters are
+// what the object's text() points to. Short texts fit a small block with their object.
+template <class T>
+std::size_t TextBytes(std::uint32_t length) noexcept {
+  return sizeof(T) + (std::size_t{length} + 1) * sizeof(typename T::Char);
+}
+
+template <class T>
+void DestroyText(T* text) noexcept {
+  const std::size_t bytes = TextBytes<T>(text->length_);
+  text->~T();
+  SmallBlockFree(text, bytes);
+}
+
+// Raw storage for an object of type T and its characters. Throws std::bad_alloc.
+template <class T>
+void* TextStorage(std::uint32_t length) {
+  // Sizes stay within 32 bits on every target.
+  if (length > (0xFFFFFFFFu - sizeof(T)) / sizeof(typename T::Char) - 1) throw std::bad_alloc();
+  return SmallBlockAllocate(TextBytes<T>(length));
+}
+
+// Makes an object of type T (constructed from the length) holding the characters.
+template <class T, class Char>
+T* MakeText(const Char* text, std::uint32_t length) {
+  void* raw = TextStorage<T>(length);
+  T* made = ::new (raw) T(length);
+  Char* chars = made->text();
+  if (length != 0) std::memcpy(chars, text, length * sizeof(Char));
+  chars[length] = Char();
+  return made;
+}
+
+AnsiGuts* AnsiGuts::Make(const char* text, std::uint32_t length) {
+  return MakeText<AnsiGuts>(text, length);
+}
+
+std::int32_t AnsiGuts::Release() {
+  const std::int32_t n = DropReference();
+  if (n == 0) DestroyText(this);
+  return n;
+}
+
+void AnsiGuts::operator delete(void*) noexcept { std::abort(); }
+
+std::int32_t AnsiGuts::QueryInterface(const GUID& iid, void** out) {
+  if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataAnsi})) {
+    return GrantInterface(static_cast<IVarDataAnsi*>(this), out);
   }
+  if (IsEqualGUID(iid, IID_IAnsiGuts)) return GrantInterface(static_cast<IAnsiGuts*>(this), out);
+  return RefuseInterface(out);
+}
 
-  char* text() noexcept { return reinterpret_cast<char*>(this + 1); }
-  const char* text() const noexcept { return reinterpret_cast<const char*>(this + 1); }
-  const char* textEnd() const noexcept { return text() + length_; }
+AnsiGuts::operator bool() const { return TruthOfText(text()); }
 
-  std::int32_t QueryInterface(const GUID& iid, void** out) override {
-    if (IsOneOf(iid, {&IID_IUnknown, &IID_IVarDataGuts, &IID_IVarDataAnsi})) {
-      return GrantInterface(static_cast<IVarDataAnsi*>(this), out);
+AnsiGuts::operator double() const {
+  bool recognised = false;
+  return NumberOfText(text(), recognised);
+}
+
+// Case-insensitive, like every text order of the library.
+std::int32_t AnsiGuts::Compare(const IVarDataGuts* other) const {
+  return CaseCompare(text(), length_, static_cast<const IVarDataAnsi*>(other));
+}
+
+std::int32_t AnsiGuts::Compare(const IAnsiGuts* other) const {
+  return CaseCompare(text(), length_, other->owner());
+}
+
+std::int32_t AnsiGuts::ExactCompare(const IAnsiGuts* other) const {
+  return CompareTexts(text(), length_, other->owner(),
+                      [](const char* a, const char* ae, const char* b, const char* be) {
+                        return StringExactCompare(a, ae, b, be);
+                      });
+}
+
+std::int32_t AnsiGuts::Compare(const char* other) const {
+  const char* o = other != nullptr ? other : "";
+  return StringCaseCompare(text(), textEnd(), o, o + std::strlen(o));
+}
+
+std::int32_t AnsiGuts::ExactCompare(const char* other) const {
+  const char* o = other != nullptr ? other : "";
+  return StringExactCompare(text(), textEnd(), o, o + std::strlen(o));
+}
+
+IAnsiGuts* AnsiGuts::ToLower() const {
+  return Mapped([](int c, bool) { return std::tolower(c); });
+}
+
+IAnsiGuts* AnsiGuts::ToUpper() const {
+  return Mapped([](int c, bool) { return std::toupper(c); });
+}
+
+// The first letter of each run of letters in upper case, the rest of the run in lower case.
+IAnsiGuts* AnsiGuts::Proper() const {
+  return Mapped([](int c, bool inWord) { return inWord ? std::tolower(c) : std::toupper(c); });
+}
+
+IAnsiGuts* AnsiGuts::Concat(const IAnsiGuts* other) const {
+  const IVarDataAnsi* that = other->owner();
+  const std::uint32_t n = that->GetLength();
+  if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
+  return Joined(that->GetData(), n);
+}
+
+IAnsiGuts* AnsiGuts::Concat(const char* other) const {
+  const char* o = other != nullptr ? other : "";
+  const std::size_t n = std::strlen(o);
+  if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
+  return Joined(o, static_cast<std::uint32_t>(n));
+}
+
+// Counts beyond the text take what there is.
+IAnsiGuts* AnsiGuts::Left(std::uint32_t n) const { return Make(text(), n < length_ ? n : length_); }
+
+IAnsiGuts* AnsiGuts::Right(std::uint32_t n) const {
+  const std::uint32_t count = n < length_ ? n : length_;
+  return Make(textEnd() - count, count);
+}
+
+// A start past the end of the text is an error, as for every substring of the library.
+IAnsiGuts* AnsiGuts::Mid(std::uint32_t start, std::uint32_t count) const {
+  if (start > length_) {
+    throw zo::kel::exception::OutOfRange2(ZO_KEL_HERE, "String offset out of range");
+  }
+  const std::uint32_t rest = length_ - start;
+  return Make(text() + start, count < rest ? count : rest);
+}
+
+AnsiGuts* AnsiGuts::Joined(const char* more, std::uint32_t n) const {
+  void* raw = TextStorage<AnsiGuts>(length_ + n);
+  AnsiGuts* made = ::new (raw) AnsiGuts(length_ + n);
+  std::memcpy(made->text(), text(), length_);
+  std::memcpy(made->text() + length_, more, n);
+  made->text()[length_ + n] = '\0';
+  return made;
+}
+
+// Maps every letter with map(character, inWord), where inWord tells whether a letter came right
+// before it; other characters are copied. Character classes are the locale's.
+template <class Map>
+IAnsiGuts* AnsiGuts::Mapped(Map map) const {
+  AnsiGuts* made = Make(text(), length_);
+  bool inWord = false;
+  char* chars = made->text();
+  for (std::uint32_t i = 0; i < length_; ++i) {
+    const int c = static_cast<unsigned char>(chars[i]);
+    if (std::isalpha(c)) {
+      chars[i] = static_cast<char>(map(c, inWord));
+      inWord = true;
+    } else {
+      inWord = false;
     }
-    if (IsEqualGUID(iid, IID_IAnsiGuts)) return GrantInterface(static_cast<IAnsiGuts*>(this), out);
-    return RefuseInterface(out);
   }
+  return made;
+}
 
-  operator bool() const override { return TruthOfText(text()); }
-  operator double() const override {
-    bool recognised = false;
-    return NumberOfText(text(), recognised);
-  }
-  // Case-insensitive, like every text order of the library.
-  std::int32_t Compare(const IVarDataGuts* other) const override {
-    return CaseCompare(text(), length_, static_cast<const IVarDataAnsi*>(other));
-  }
+}  // namespace detail
+}  // namespace kel
+}  // namespace zo
 
-  const char* GetData() const override { return text(); }
-  std::uint32_t GetLength() const override { return length_; }
+namespace {
 
-  std::int32_t Compare(const IAnsiGuts* other) const override {
-    return CaseCompare(text(), length_, other->owner());
-  }
-  std::int32_t ExactCompare(const IAnsiGuts* other) const override {
-    return CompareTexts(text(), length_, other->owner(),
-                        [](const char* a, const char* ae, const char* b, const char* be) {
-                          return StringExactCompare(a, ae, b, be);
-                        });
-  }
-  std::int32_t Compare(const char* other) const override {
-    const char* o = other != nullptr ? other : "";
-    return StringCaseCompare(text(), textEnd(), o, o + std::strlen(o));
-  }
-  std::int32_t ExactCompare(const char* other) const override {
-    const char* o = other != nullptr ? other : "";
-    return StringExactCompare(text(), textEnd(), o, o + std::strlen(o));
-  }
-  IAnsiGuts* ToLower() const override {
-    return Mapped([](int c, bool) { return std::tolower(c); });
-  }
-  IAnsiGuts* ToUpper() const override {
-    return Mapped([](int c, bool) { return std::toupper(c); });
-  }
-  // The first letter of each run of letters in upper case, the rest of the run in lower case.
-  IAnsiGuts* Proper() const override {
-    return Mapped([](int c, bool inWord) { return inWord ? std::tolower(c) : std::toupper(c); });
-  }
-  IAnsiGuts* Concat(const IAnsiGuts* other) const override {
-    const IVarDataAnsi* that = other->owner();
-    const std::uint32_t n = that->GetLength();
-    if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
-    return Joined(that->GetData(), n);
-  }
-  IAnsiGuts* Concat(const char* other) const override {
-    const char* o = other != nullptr ? other : "";
-    const std::size_t n = std::strlen(o);
-    if (n > 0xFFFFFFFFu - length_) throw std::bad_alloc();
-    return Joined(o, static_cast<std::uint32_t>(n));
-  }
-  // Counts beyond the text take what there is.
-  IAnsiGuts* Left(std::uint32_t n) const override {
-    return Make(text(), n < length_ ? n : length_);
-  }
-  IAnsiGuts* Right(std::uint32_t n) const override {
-    const std::uint32_t count = n < length_ ? n : length_;
-    return Make(textEnd() - count, count);
-  }
-  // A start past the end of the text is an error, as for every substring of the library.
-  IAnsiGuts* Mid(std::uint32_t start, std::uint32_t count) const override {
-    if (start > length_) {
-      throw zo::kel::exception::OutOfRange2(ZO_KEL_HERE, "String offset out of range");
-    }
-    const std::uint32_t rest = length_ - start;
-    return Make(text() + start, count < rest ? count : rest);
-  }
-
- private:
-  ~AnsiGuts() override = default;
-
-  AnsiGuts* Joined(const char* more, std::uint32_t n) const {
-    void* raw = TextStorage<AnsiGuts, char>(length_ + n);
-    AnsiGuts* made = new (raw) AnsiGuts(length_ + n);
-    std::memcpy(made->text(), text(), length_);
-    std::memcpy(made->text() + length_, more, n);
-    made->text()[length_ + n] = '\0';
-    return made;
-  }
-
-  // Maps every letter with map(character, inWord), where inWord tells whether a letter came
-  // right before it; other characters are copied. Character classes are the locale's.
-  template <class Map>
-  IAnsiGuts* Mapped(Map map) const {
-    AnsiGuts* made = Make(text(), length_);
-    bool inWord = false;
-    char* chars = made->text();
-    for (std::uint32_t i = 0; i < length_; ++i) {
-      const int c = static_cast<unsigned char>(chars[i]);
-      if (std::isalpha(c)) {
-        chars[i] = static_cast<char>(map(c, inWord));
-        inWord = true;
-      } else {
-        inWord = false;
-      }
-    }
-    return made;
-  }
-
-  std::uint32_t length_;
-};
+using zo::kel::detail::MakeText;
 
 class UnicodeGuts final : public GutsObject<IVarDataUnicode> {
  public:
+  using Char = wchar_t;
   explicit UnicodeGuts(std::uint32_t length) noexcept : length_(length) {}
 
-  static void operator delete(void* p) noexcept { zo::kel::DLLFree(p); }
+  // The characters share the object's storage, so the object frees itself by their count too.
+  std::int32_t Release() override {
+    const std::int32_t n = DropReference();
+    if (n == 0) DestroyText(this);
+    return n;
+  }
+  // Never reached, as for AnsiGuts.
+  static void operator delete(void*) noexcept { std::abort(); }
 
   static UnicodeGuts* Make(const wchar_t* text, std::uint32_t length) {
     if (length > 0x3FFFFFFEu) throw std::bad_alloc();
@@ -242,6 +279,7 @@ class UnicodeGuts final : public GutsObject<IVarDataUnicode> {
   std::uint32_t GetLength() const override { return length_; }
 
  private:
+  friend void zo::kel::detail::DestroyText<UnicodeGuts>(UnicodeGuts*) noexcept;
   ~UnicodeGuts() override = default;
 
   std::uint32_t length_;

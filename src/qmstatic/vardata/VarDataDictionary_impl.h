@@ -3,7 +3,9 @@
 #define ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H
 
 #include <map>
+#include <utility>
 
+#include "kel/SmallBlockAllocator_impl.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -29,7 +31,9 @@ struct VarDataKeyLess {
   }
 };
 
-using VarDataMap = std::map<VarData, VarData, VarDataKeyLess>;
+/// The pairs of a dictionary. Its nodes are small blocks: reading a dictionary makes one per pair.
+using VarDataMap = std::map<VarData, VarData, VarDataKeyLess,
+                            SmallBlockStdAllocator<std::pair<const VarData, VarData>>>;
 
 /// Pairs in key order; keys unique by VarData::Compare (so "abc" and "ABC" are one key).
 class VarDataDictionary final : public GutsObject<IVarDataDictionary> {

@@ -7,6 +7,7 @@
 #include "kel/exception.h"
 #include "kel/little_endian.h"
 #include "kel/time/AbsTime.h"
+#include "qmstatic/vardata/StringGuts_impl.h"
 #include "qmstatic/vardata/VarData.h"
 #include "qmstatic/vardata/VarDataDictionary_impl.h"
 #include "qmstatic/vardata/VectorGuts_impl.h"
@@ -103,10 +104,21 @@ inline std::uint32_t ScalarValueSize(std::uint16_t kind, bool compact) noexcept 
   }
 }
 
-// Characters of narrow text; null guts are the empty text.
+// Narrow text's characters and their count: read straight from the library's own text guts,
+// through the interface from any other's; null guts are the empty text.
+struct AnsiChars {
+  const char* data;
+  std::uint32_t length;
+};
+inline AnsiChars CharsOf(const IVarDataAnsi* text) {
+  if (const auto* own = zo::kel::detail::AnsiGuts::Own(text)) return {own->text(), own->length()};
+  if (text == nullptr) return {nullptr, 0};
+  const std::uint32_t n = text->GetLength();
+  return {n == 0 ? nullptr : text->GetData(), n};
+}
+
 inline std::uint32_t AnsiLength(const VarData& v) {
-  const auto* text = GutsAs<IVarDataAnsi>(v);
-  return text == nullptr ? 0 : text->GetLength();
+  return CharsOf(GutsAs<IVarDataAnsi>(v)).length;
 }
 
 // Bytes of an element of an array or dictionary, with the scalar kinds and narrow text (the
@@ -322,22 +334,23 @@ class Writer {
   }
 
   void ansi(const IVarDataAnsi* text) {
-    const std::uint32_t n = text == nullptr ? 0 : text->GetLength();
-    SerializeRaw<std::uint32_t>(n, pos_, limit_);
-    if (n != 0) bytes(text->GetData(), n);
+    const AnsiChars chars = CharsOf(text);
+    SerializeRaw<std::uint32_t>(chars.length, pos_, limit_);
+    if (chars.length != 0) bytes(chars.data, chars.length);
   }
 
   // A whole narrow text value (type word, length, characters) with one room check: keys and
   // text arrays are made of these.
   void text(const IVarDataAnsi* text) {
-    const std::uint32_t n = text == nullptr ? 0 : text->GetLength();
+    const AnsiChars chars = CharsOf(text);
+    const std::uint32_t n = chars.length;
     const std::size_t size = n <= kMaxSize - 8 ? std::size_t{n} + 8 : ~std::size_t{0};
     unsigned char* next = CheckSerializationSize(size, pos_, limit_);
     const std::uint32_t header[2] = {
         zo::kel::little_endian::ToLittleEndian<std::uint32_t>(VarData::kAnsi),
         zo::kel::little_endian::ToLittleEndian(n)};
     std::memcpy(pos_, header, 8);
-    if (n != 0) CopyText(pos_ + 8, text->GetData(), n);
+    if (n != 0) CopyText(pos_ + 8, chars.data, n);
     pos_ = next;
   }
 
