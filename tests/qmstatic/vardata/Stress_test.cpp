@@ -17,12 +17,14 @@
 #include "kel/time/AbsTime.h"
 #include "qmdynamic/VarDataFlexData.h"
 #include "qmstatic/vardata/VarData.h"
+#include "support/VarDataTest.h"
 
 namespace {
 
 using zo::kel::AbsTime;
 using zo::kel::AutoBuffer;
 using zo::kel::FlexData;
+using zo_kel_test::CountOf;
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 600;
@@ -61,32 +63,24 @@ std::wstring Text(const VarData& v) {
   return std::wstring(s.begin(), s.end());
 }
 
-std::int32_t CountOf(IVarDataGuts* guts) {
-  guts->AddRef();
-  return guts->Release();
-}
-
 VarData SharedTree() {
-  VarData root = VarData::dict();
-  root.setValue("ansi", VarData("narrow text"));
-  root.setValue("wide", VarData(L"wide text \u00e9"));
   VarData numbers;
   for (std::uint32_t i = 0; i < 32; ++i) numbers.SetElement(i, VarData(i * 1.5));
-  root.setValue("numbers", numbers);
-  VarData inner = VarData::dict();
-  inner.setValue(VarData(7), VarData(true));
-  inner.setValue("abs", VarData(AbsTime(3.7e9, 0.25)));
-  inner.setValue("rel", VarData(zo::kel::RelTime(90.0, 0.5)));
-  root.setValue("inner", inner);
   const unsigned char bytes[] = {1, 2, 3, 4};
-  root.setValue("raw", VarData(bytes, 4u));
   FlexData packet;
   packet.setI32(-5);
-  root.setValue("packet", VarData(packet));
   const unsigned short words[] = {4, 3};  // a 32-bit integer, big-endian in the data
   const unsigned char data[] = {0, 0, 0, 0x2A};
-  root.setValue("variant", VarData::tgvar(words, 2u, data, 4u));
-  return root;
+  return zo_kel_test::DictOf(
+      {{"ansi", "narrow text"},
+       {"wide", L"wide text \u00e9"},
+       {"numbers", numbers},
+       {"inner", zo_kel_test::DictOf({{7, true},
+                                      {"abs", VarData(AbsTime(3.7e9, 0.25))},
+                                      {"rel", VarData(zo::kel::RelTime(90.0, 0.5))}})},
+       {"raw", VarData(bytes, 4u)},
+       {"packet", VarData(packet)},
+       {"variant", VarData::tgvar(words, 2u, data, 4u)}});
 }
 
 TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
