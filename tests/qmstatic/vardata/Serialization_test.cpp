@@ -407,7 +407,9 @@ TEST(Serialization, ReusedBuffersOfEveryRoomGetTheSameBytesAppended) {
           if (capacity % 2 == 0) other = buffer;  // every other time, a shared body
           value.SerializeWithoutSize(buffer, compact);
           ASSERT_EQ(expected, ToHex(buffer.Data(), buffer.Len())) << room << " " << compact;
-          if (capacity % 2 == 0) ASSERT_EQ("41 42", ToHex(other.Data(), other.Len()));
+          if (capacity % 2 == 0) {
+            ASSERT_EQ("41 42", ToHex(other.Data(), other.Len()));
+          }
         }
       }
     }
