@@ -76,17 +76,13 @@ TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
       {VarData::num(-2, 1), "abc", kNone, {8, 0x4001, 0x0361, 0x6263}, "FE", VarData::num(-2, 1)},
       {VarData::num(-3.9, 2), "", kNone, {4, 0x02}, "FF FD", VarData::num(-3, 2)},
       {VarData::num(-2, 3), "", kNone, {4, 0x03}, "FF FF FF FE", VarData::num(-2, 3)},
-      // Out-of-range numbers convert as into packet elements: the low bits of the truncated
-      // value, or the integer-indefinite value beyond the intermediate width.
-      {VarData::num(300, 1), "", kNone, {4, 0x01}, "2C", VarData::num(44, 1)},
+      // Out-of-range numbers convert as into packet elements (checked in full there): the low
+      // bits of the truncated value, or the integer-indefinite value beyond the intermediate
+      // width.
       {VarData::num(300, 4), "", kNone, {4, 0x05}, "2C", VarData::num(44, 4)},
       {VarData::num(-1, 5), "", kNone, {4, 0x06}, "FF FF", VarData::num(65535, 5)},
-      {VarData::num(40000, 2), "", kNone, {4, 0x02}, "80 00", VarData::num(-32768, 2)},
       {VarData::num(4e9, 6), "", kNone, {4, 0x07}, "EE 6B 28 00", VarData::num(4e9, 6)},
-      {VarData::num(5e9, 6), "", kNone, {4, 0x07}, "2A 05 F2 00", VarData::num(705032704, 6)},
       {VarData::num(1e10, 3), "", kNone, {4, 0x03}, "80 00 00 00", VarData::num(-2147483648.0, 3)},
-      {VarData::num(NAN, 3), "", kNone, {4, 0x03}, "80 00 00 00", VarData::num(-2147483648.0, 3)},
-      {VarData::num(INFINITY, 1), "", kNone, {4, 0x01}, "00", VarData::num(0, 1)},
       {VarData::num(1.5, 7), "", kNone, {4, 0x09}, "3F C0 00 00", VarData::num(1.5, 7)},
       {VarData::num(-1e300, 7), "", kNone, {4, 0x09}, "FF 80 00 00", VarData::num(-INFINITY, 7)},
       {VarData::bitArray(0x12345678),

@@ -52,7 +52,12 @@ std::string Answers(IVarDataGuts* guts) {
 TEST(Guts, EachClassAnswersExactlyItsIdentifiers) {
   const unsigned char tg[16] = {0xb2, 0xce, 0x3a, 0xb9, 0xe6, 0x26, 0x70, 0x49,
                                 0xb2, 0x2c, 0x34, 0x94, 0xca, 0x78, 0x36, 0x12};
-  EXPECT_EQ(0, std::memcmp(tg, &IID_IVarDataTGVariant, 16));  // the byte layout other modules use
+  const unsigned char unknown[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
+  // The byte layout other modules use.
+  EXPECT_EQ(0, std::memcmp(tg, &IID_IVarDataTGVariant, 16));
+  EXPECT_EQ(0, std::memcmp(unknown, &IID_IUnknown, 16));
+  EXPECT_EQ(0xCC498481u, IID_IVarDataSequence.Data1);
+  EXPECT_EQ(0x11D2u, IID_IVarDataCell.Data3);
   const unsigned char byte = 7;
   const struct {
     const char* name;
