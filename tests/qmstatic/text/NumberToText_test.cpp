@@ -88,7 +88,7 @@ TEST(NumberToText0, CalendarFormatsFollowTheirNames) {
   EXPECT_STREQ("***************", buf);
 }
 
-TEST(NumberToText0, HexadecimalOfOutOfRangeValuesIsTheIndefiniteInteger) {
+TEST(NumberToText0, HexadecimalShowsTheTruncatedBitsAtEveryWidthAndTheIndefiniteInteger) {
   const Shown cases[] = {{255.0, 59, "0x00FF"},
                          {31.9, 58, "0x01F"},
                          {-31.9, 60, "0xFFFFFFE1"},
