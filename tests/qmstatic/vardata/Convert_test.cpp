@@ -119,7 +119,9 @@ TEST(Compare, KindsFirstThenTheKindsOwnRule) {
   for (const auto& c : cases) EXPECT_EQ(c.result, c.a.Compare(c.b)) << c.name;
   // Pointers more than 2 GiB apart keep their order. On i386 the comparison still returns the
   // 32-bit difference, which reverses it (a known fault), so this runs on 64-bit hosts only.
-  if (sizeof(void*) == 8) EXPECT_EQ(-1, Pointer(0x10).Compare(Pointer(0xF0000000u)));
+  if (sizeof(void*) == 8) {
+    EXPECT_EQ(-1, Pointer(0x10).Compare(Pointer(0xF0000000u)));
+  }
   EXPECT_NE(0, VarData("").Compare(VarData("a")));  // ordered by address, never equal
 }
 
