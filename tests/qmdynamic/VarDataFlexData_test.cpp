@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <string>
 
 #include "kel/AutoBuffer.h"
@@ -10,6 +9,7 @@
 #include "kel/fd/FdSamples.h"
 #include "kel/time/AbsTime.h"
 #include "support/KelTest.h"
+#include "support/VarDataTest.h"
 
 namespace {
 
@@ -26,13 +26,7 @@ using namespace zo_kel_test::fd_samples;
 
 const char kVoid[] = "06 00 00 00 01 00";
 
-VarData Arr(std::initializer_list<VarData> elements) {
-  VarData a;
-  a.Convert_(VarData::kArray);
-  std::uint32_t i = 0;
-  for (const VarData& e : elements) a.SetElement(i++, e);
-  return a;
-}
+constexpr auto Arr = zo_kel_test::ArrayOf;
 std::string PacketHexOf(VarData v) {
   v.Convert_(VarData::kFlexData);
   return HexOf(v.getFlexData());
@@ -69,8 +63,7 @@ TEST(VarDataFlexData, ScalarsMapBothWays) {
     EXPECT_EQ(c.back.getTypeWord(), back.getTypeWord());
     EXPECT_EQ(0, back.Compare(c.back));
   }
-  VarData id;
-  id.setID64(0x8000000000000005ull);
+  const VarData id = zo_kel_test::Id(0x8000000000000005ull);
   EXPECT_EQ("0E 00 00 00 01 04 05 00 00 00 00 00 00 80", PacketHexOf(id));
   // 64-bit integers come back as plain numbers, UI64 as its unsigned value.
   EXPECT_EQ(9223372036854775808.0, static_cast<double>(Native(FromHex(PacketHexOf(id)))));
@@ -159,16 +152,12 @@ TEST(VarDataFlexData, ClustersWaveformsNestedPacketsAndDictionaries) {
   EXPECT_EQ(3u, wave.GetLength());
   EXPECT_EQ(0, wave.Compare(Arr({VarData(AbsTime(1.0, 0.5)), 0.5, Arr({1, -2, 3})})));
 
-  VarData one = VarData::dict();
-  one["a"] = true;
+  const VarData one = zo_kel_test::DictOf({{"a", true}});
   EXPECT_EQ(
       "32 00 00 00 01 08 01 00 28 00 00 00 02 40 20 00 00 00 03 40 12 00 00 00 00 09 08 00 00 "
       "00 5F 5A 4F 5F 4E 41 4D 45 00 09 01 00 00 00 61 00 02 01 01 00",
       PacketHexOf(one));
-  VarData d = VarData::dict();
-  d["b"] = "x";
-  d["a"] = VarData::num(7, 3);
-  d["c"] = one;
+  const VarData d = zo_kel_test::DictOf({{"b", "x"}, {"a", VarData::num(7, 3)}, {"c", one}});
   VarData packet = d;
   packet.Convert_(VarData::kFlexData);
   const IVarDataFlexData* guts = packet.getIFlexData();
@@ -237,11 +226,7 @@ TEST(VarDataFlexData, ConvertTruthNumberOrderAndInterfaces) {
   EXPECT_EQ(i64, same.getFlexData());
   // A value the bridge cannot pack becomes an empty packet value instead of an error.
   VarData deep = 1;
-  for (int i = 0; i < 300; ++i) {
-    VarData outer = VarData::dict();
-    outer["k"] = deep;
-    deep = outer;
-  }
+  for (int i = 0; i < 300; ++i) deep = zo_kel_test::DictOf({{"k", deep}});
   deep.Convert_(VarData::kFlexData);
   EXPECT_TRUE(deep.getFlexData().isEmpty());
 

@@ -10,32 +10,31 @@
 
 namespace {
 
+std::wstring Widen(const std::string& text) { return std::wstring(text.begin(), text.end()); }
+
 TEST(IsLogicalText, WholeWordsIgnoringCaseJokesIncluded) {
+  // The wide form of each word is checked in another case.
   const struct {
     const char* narrow;
     const wchar_t* wide;
     bool value;
-  } words[] = {
-      {"on", L"on", true},
-      {"YES", L"YES", true},
-      {"Yes", L"Yes", true},
-      {"y", L"Y", true},
-      {"TRUE", L"true", true},
-      {"t", L"T", true},
-      {"It Just Works", L"it just works", true},
-      {"Unbelievable!", L"UNBELIEVABLE!", true},
-      {"OFF", L"off", false},
-      {"no", L"No", false},
-      {"N", L"n", false},
-      {"False", L"FALSE", false},
-      {"nil", L"NIL", false},
-      {"yeah, right", L"Yeah, Right", false},
-  };
+  } words[] = {{"on", L"ON", true},
+               {"YES", L"yes", true},
+               {"Yes", L"yEs", true},
+               {"y", L"Y", true},
+               {"TRUE", L"true", true},
+               {"t", L"T", true},
+               {"It Just Works", L"it just works", true},
+               {"Unbelievable!", L"UNBELIEVABLE!", true},
+               {"OFF", L"off", false},
+               {"no", L"No", false},
+               {"N", L"n", false},
+               {"False", L"FALSE", false},
+               {"nil", L"NIL", false},
+               {"yeah, right", L"Yeah, Right", false}};
   for (const auto& w : words) {
-    bool narrow = !w.value;
-    bool wide = !w.value;
-    EXPECT_TRUE(IsLogicalText(w.narrow, narrow)) << w.narrow;
-    EXPECT_TRUE(IsLogicalText(w.wide, wide)) << w.narrow;
+    bool narrow = !w.value, wide = !w.value;
+    EXPECT_TRUE(IsLogicalText(w.narrow, narrow) && IsLogicalText(w.wide, wide)) << w.narrow;
     EXPECT_EQ(w.value, narrow) << w.narrow;
     EXPECT_EQ(w.value, wide) << w.narrow;
   }
@@ -44,47 +43,40 @@ TEST(IsLogicalText, WholeWordsIgnoringCaseJokesIncluded) {
   for (const char* text : {"f", " yes", "yes ", "yeah right", "unbelievable", "it just work", "1",
                            "0", "o", "tr", "", "yess"}) {
     EXPECT_FALSE(IsLogicalText(text, value)) << '"' << text << '"';
-    const std::string narrow(text);
-    EXPECT_FALSE(IsLogicalText(std::wstring(narrow.begin(), narrow.end()).c_str(), value)) << text;
+    EXPECT_FALSE(IsLogicalText(Widen(text).c_str(), value)) << '"' << text << '"';
   }
   EXPECT_FALSE(IsLogicalText(static_cast<const char*>(nullptr), value));
   EXPECT_FALSE(IsLogicalText(static_cast<const wchar_t*>(nullptr), value));
   EXPECT_TRUE(value);
 }
 
-TEST(IsNumericText, NarrowAndWideReadTheSameNumbers) {
+TEST(IsNumericText, NarrowAndWideReadTheSameNumbersAndWideIsCutTo31Characters) {
   const struct {
-    const char* narrow;
-    const wchar_t* wide;
+    const char* text;
     double value;
-  } cases[] = {{"42", L"42", 42}, {"  1.5E3", L"  1.5E3", 1500}, {"0x1F", L"0x1F", 31}};
+  } cases[] = {{"42", 42}, {"  1.5E3", 1500}, {"0x1F", 31}};
   for (const auto& c : cases) {
-    double narrow = 0;
-    double wide = 0;
-    EXPECT_TRUE(IsNumericText(c.narrow, narrow)) << c.narrow;
-    EXPECT_TRUE(IsNumericText(c.wide, wide)) << c.narrow;
-    EXPECT_EQ(c.value, narrow);
-    EXPECT_EQ(c.value, wide);
+    double narrow = 0, wide = 0;
+    EXPECT_TRUE(IsNumericText(c.text, narrow) && IsNumericText(Widen(c.text).c_str(), wide));
+    EXPECT_EQ(c.value, narrow) << c.text;
+    EXPECT_EQ(c.value, wide) << c.text;
   }
   double value = -1;
-  for (const wchar_t* text : {L"", L"0 ", L"4\u00e92", L"12a"})
+  for (const wchar_t* text : {L"", L"0 ", L"4\u00e92", L"12a"}) {
     EXPECT_FALSE(IsNumericText(text, value));
+  }
   EXPECT_FALSE(IsNumericText(static_cast<const wchar_t*>(nullptr), value));
   EXPECT_FALSE(IsNumericText(static_cast<const char*>(nullptr), value));
   EXPECT_EQ(-1, value);
-}
-
-TEST(IsNumericText, WideTextIsCutTo31Characters) {
   // 31 digits and an 'x': the 'x' is cut away, so the wide text is numeric; the narrow one is not.
-  const std::string digits = "1234567890123456789012345678901";
-  const std::wstring wide = std::wstring(digits.begin(), digits.end()) + L"x";
-  double value = 0;
-  EXPECT_FALSE(IsNumericText((digits + "x").c_str(), value));
-  ASSERT_TRUE(IsNumericText(wide.c_str(), value));
-  EXPECT_DOUBLE_EQ(1.234567890123456789e30, value);
   // 35 digits read as their first 31.
-  ASSERT_TRUE(IsNumericText(L"12345678901234567890123456789012345", value));
-  EXPECT_DOUBLE_EQ(1.234567890123456789e30, value);
+  const std::string digits = "1234567890123456789012345678901";
+  EXPECT_FALSE(IsNumericText((digits + "x").c_str(), value));
+  for (const std::string& text : {digits + "x", digits + "2345"}) {
+    value = 0;
+    ASSERT_TRUE(IsNumericText(Widen(text).c_str(), value)) << text;
+    EXPECT_DOUBLE_EQ(1.234567890123456789e30, value) << text;
+  }
 }
 
 TEST(IsTimeText, DurationsThenDatesAsDaysOrWholeSecondNanoseconds) {
@@ -100,12 +92,9 @@ TEST(IsTimeText, DurationsThenDatesAsDaysOrWholeSecondNanoseconds) {
       {"100000:00:00:00", 8640000000000000000LL},  // 100000 days still fit in 64 bits
   };
   for (const auto& c : cases) {
-    long long narrow = -1;
-    long long wide = -1;
-    EXPECT_TRUE(IsTimeText(c.text, narrow)) << c.text;
+    long long narrow = -1, wide = -1;
+    EXPECT_TRUE(IsTimeText(c.text, narrow) && IsTimeText(Widen(c.text).c_str(), wide)) << c.text;
     EXPECT_EQ(c.nanoseconds, narrow) << c.text;
-    const std::string text(c.text);
-    EXPECT_TRUE(IsTimeText(std::wstring(text.begin(), text.end()).c_str(), wide)) << c.text;
     EXPECT_EQ(c.nanoseconds, wide) << c.text;
   }
   double days = -1;
@@ -125,25 +114,35 @@ TEST(IsTimeText, DurationsThenDatesAsDaysOrWholeSecondNanoseconds) {
 }
 
 TEST(TimeToText, TheWideFormShowsWholeDaysOnly) {
-  char narrow[32];
-  wchar_t wide[32];
   const long long dayAndAHalf = 129600000000000LL;
-  EXPECT_EQ(5, TimeToText(dayAndAHalf, 44, narrow, sizeof narrow));
-  EXPECT_STREQ("12:00", narrow);
-  // Deliberately midnight: the wide form divides in integers.
-  EXPECT_EQ(5, TimeToText(dayAndAHalf, 44, wide, 32));
-  EXPECT_STREQ(L"00:00", wide);
-
   const long long evening = 45432LL * 86400000000000LL + 64800000000000LL;  // 2024-05-20 18:00
-  EXPECT_EQ(16, TimeToText(evening, 71, narrow, sizeof narrow));
-  EXPECT_STREQ("2024-05-20 18:00", narrow);
-  EXPECT_EQ(16, TimeToText(evening, 71, wide, 32));
-  EXPECT_STREQ(L"2024-05-20 00:00", wide);
-  EXPECT_EQ(4, TimeToText(evening, 71, wide, 5));  // cut to size - 1 and terminated
-  EXPECT_STREQ(L"2024", wide);
-  EXPECT_EQ(13, TimeToText(evening, 36, narrow, sizeof narrow));  // elapsed hours since 1899
-  EXPECT_STREQ("1090386:00:00", narrow);
-  wide[0] = L'x';
+  // Deliberately midnight in the wide form: it divides in integers. Null: form not checked.
+  const struct {
+    long long time;
+    unsigned format;
+    std::size_t size;
+    int length;
+    const char* narrow;
+    const wchar_t* wide;
+  } cases[] = {
+      {dayAndAHalf, 44, 32, 5, "12:00", L"00:00"},
+      {evening, 71, 32, 16, "2024-05-20 18:00", L"2024-05-20 00:00"},
+      {evening, 71, 5, 4, nullptr, L"2024"},            // cut to size - 1
+      {evening, 36, 32, 13, "1090386:00:00", nullptr},  // elapsed hours since 1899
+  };
+  for (const auto& c : cases) {
+    char narrow[32];
+    wchar_t wide[32];
+    if (c.narrow != nullptr) {
+      EXPECT_EQ(c.length, TimeToText(c.time, c.format, narrow, c.size)) << c.narrow;
+      EXPECT_STREQ(c.narrow, narrow);
+    }
+    if (c.wide != nullptr) {
+      EXPECT_EQ(c.length, TimeToText(c.time, c.format, wide, c.size)) << c.format;
+      EXPECT_STREQ(c.wide, wide);
+    }
+  }
+  wchar_t wide[1] = {L'x'};
   EXPECT_EQ(0, TimeToText(evening, 71, wide, 0));
   EXPECT_EQ(L'x', wide[0]);
   EXPECT_EQ(0, TimeToText(evening, 71, static_cast<wchar_t*>(nullptr), 32));

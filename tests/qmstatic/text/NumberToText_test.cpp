@@ -88,8 +88,12 @@ TEST(NumberToText0, CalendarFormatsFollowTheirNames) {
   EXPECT_STREQ("***************", buf);
 }
 
-TEST(NumberToText0, HexadecimalOfOutOfRangeValuesIsTheIndefiniteInteger) {
+TEST(NumberToText0, HexadecimalShowsTheTruncatedBitsAtEveryWidthAndTheIndefiniteInteger) {
   const Shown cases[] = {{255.0, 59, "0x00FF"},
+                         {31.9, 58, "0x01F"},
+                         {-31.9, 60, "0xFFFFFFE1"},
+                         {31.0, 61, "0x00001F"},
+                         {31.0, 62, "0x000001F"},
                          {-1.0, 57, "0xFFFFFFFF"},
                          {0.0, 56, "0x0"},
                          {-3.99, 56, "0xFFFFFFFD"},

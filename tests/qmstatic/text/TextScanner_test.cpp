@@ -177,15 +177,6 @@ TEST(AsciiToDateTime, WindowFollowsTheReferenceYearNeverBefore1988) {
   EXPECT_EQ(DateDay0(1, 3, static_cast<unsigned>(reference)), days);
 }
 
-TEST(DateDay0, CountsFrom1899WithALeapDayIn1900) {
-  EXPECT_EQ(61, DateDay0(1, 3, 1900));
-  EXPECT_EQ(36526, DateDay0(1, 1, 2000));
-  EXPECT_EQ(60, DateDay0(29, 2, 1900));
-  EXPECT_EQ(1, DateDay0(1, 1, 1900));
-  EXPECT_EQ(65535, DateDay0(4, 6, 2079));
-  EXPECT_EQ(0, DateDay0(5, 6, 2079));  // the 16-bit count wraps
-}
-
 // The proleptic Gregorian date `n` days after 1899-12-30, walked one day at a time.
 struct Civil {
   int year, month, day;
@@ -217,18 +208,8 @@ int Weekday(int y, int m, int d) {
 }
 
 TEST(GetDate0, EveryDayCountMatchesAnIndependentCalendar) {
+  EXPECT_EQ(0, DateDay0(5, 6, 2079));  // the 16-bit count wraps after 2079-06-04
   const std::vector<Civil> civil = WalkCalendar(65537);
-  // The walk itself against the C library, where time_t reaches back to 1899.
-  if (sizeof(std::time_t) == 8) {
-    for (int n = 0; n < 65537; n += 997) {
-      const std::time_t t = static_cast<std::time_t>(-2209161600LL + 86400LL * n);
-      std::tm tm{};
-      ASSERT_NE(nullptr, gmtime_r(&t, &tm));
-      ASSERT_EQ(civil[n].year, tm.tm_year + 1900);
-      ASSERT_EQ(civil[n].month, tm.tm_mon + 1);
-      ASSERT_EQ(civil[n].day, tm.tm_mday);
-    }
-  }
   char text[32];
   for (int n = 0; n <= 65535; ++n) {
     // This calendar has 1900-02-29 (day 60), so days before it are one later than Gregorian.
@@ -296,19 +277,23 @@ TEST(GetDate0, SplitsTheTimeOfDayAndWrapsLargeCounts) {
 
 TEST(TextToNumber0, TriesNumberThenDurationThenDate) {
   PinnedYear pin(2026);
-  double value = kNotWritten;
-  EXPECT_TRUE(TextToNumber0("42", &value, 0));
-  EXPECT_EQ(42, value);
-  EXPECT_TRUE(TextToNumber0("1:30", &value, 0));
-  EXPECT_NEAR(90, value * 86400, 1e-9);
-  EXPECT_TRUE(TextToNumber0("  ", &value, 0));  // not a number, but an empty duration
-  EXPECT_EQ(0, value);
-  EXPECT_TRUE(TextToNumber0("25/12/2024", &value, 67));
-  EXPECT_EQ(45651, value);
-  value = kNotWritten;
-  for (const char* text : {"", "abc", "25/12/2024"}) EXPECT_FALSE(TextToNumber0(text, &value, 0));
-  EXPECT_FALSE(TextToNumber0(nullptr, &value, 0));
-  EXPECT_EQ(kNotWritten, value);
+  const struct {
+    const char* text;
+    int format;
+    double value;  // kNotWritten: refused
+  } cases[] = {{"42", 0, 42},
+               {"1:30", 0, 90 / 86400.0},
+               {"  ", 0, 0},  // not a number, but an empty duration
+               {"25/12/2024", 67, 45651},
+               {"25/12/2024", 0, kNotWritten},
+               {"abc", 0, kNotWritten},
+               {"", 0, kNotWritten},
+               {nullptr, 0, kNotWritten}};
+  for (const auto& c : cases) {
+    double value = kNotWritten;
+    EXPECT_EQ(c.value != kNotWritten, TextToNumber0(c.text, &value, c.format)) << c.format;
+    EXPECT_DOUBLE_EQ(c.value, value) << (c.text != nullptr ? c.text : "null");
+  }
 }
 
 TEST(TextScanner, ConcurrentCallsAgree) {

@@ -1,124 +1,108 @@
 #include <gtest/gtest.h>
 
 #include "qmstatic/vardata/VarData.h"
+#include "support/VarDataTest.h"
 
 namespace {
 
-std::int32_t CountOf(IVarDataGuts* guts) {
-  guts->AddRef();
-  return guts->Release();
-}
+using zo_kel_test::ArrayOf;
+using zo_kel_test::CountOf;
 
-VarData ArrayOf(std::initializer_list<VarData> elements) {
-  VarData a;
-  std::uint32_t i = 0;
-  for (const VarData& e : elements) a.SetElement(i++, e);
-  return a;
-}
-
-TEST(Array, SettingPastTheEndGrowsWithEmptyElements) {
+TEST(Array, ElementsAreSetGrownPromotedAndReadOutsideAsEmpty) {
   VarData a;
   a.SetElement(3, VarData("x"));
   EXPECT_EQ(VarData::kArray, a.getTypeWord());
   EXPECT_EQ(4u, a.GetLength());
-  for (std::uint32_t i = 0; i < 3; ++i) EXPECT_EQ(VarData::kEmpty, a.GetElement(i).getTypeWord());
+  EXPECT_EQ(VarData::kEmpty, a.GetElement(2).getTypeWord());
   EXPECT_EQ(VarData("x"), a.GetElement(3));
+  EXPECT_EQ(VarData::kEmpty, a.GetElement(10).getTypeWord());
+  EXPECT_EQ(VarData::kEmpty, a.GetElement(3, 0).getTypeWord());  // a text is no row
 
   VarData b;
   b.SetElement(3, VarData());  // an empty value past the end is not stored
   EXPECT_EQ(VarData::kArray, b.getTypeWord());
   EXPECT_EQ(0u, b.GetLength());
   b.SetElement(0, VarData(1));
-  b.SetElement(0, VarData());  // inside the array it is stored
+  b.SetElement(0, VarData());  // inside the array it is
   EXPECT_EQ(1u, b.GetLength());
   EXPECT_EQ(VarData::kEmpty, b.GetElement(0).getTypeWord());
-}
 
-TEST(Array, AScalarThatReceivesAnElementIsPromoted) {
+  // A scalar that receives an element becomes element 0, unless element 0 replaces it.
   VarData v(5.0);
   v.SetElement(2, VarData("x"));
-  EXPECT_EQ(3u, v.GetLength());
-  EXPECT_EQ(VarData(5.0), v.GetElement(0));
-  EXPECT_EQ(VarData::kEmpty, v.GetElement(1).getTypeWord());
-  EXPECT_EQ(VarData("x"), v.GetElement(2));
+  EXPECT_EQ(0, v.Compare(ArrayOf({5.0, VarData(), "x"})));
   VarData s("text");
-  s.SetElement(0, VarData(1));  // element 0 replaces the promoted value
-  EXPECT_EQ(1u, s.GetLength());
-  EXPECT_EQ(VarData(1), s.GetElement(0));
-}
-
-TEST(Array, ReadsOutsideAnArrayYieldEmptyValues) {
-  const VarData a = ArrayOf({VarData(1), VarData(2)});
-  EXPECT_EQ(VarData::kEmpty, a.GetElement(10).getTypeWord());
+  s.SetElement(0, VarData(1));
+  EXPECT_EQ(0, s.Compare(ArrayOf({1})));
   EXPECT_EQ(VarData::kEmpty, VarData(5.0).GetElement(0).getTypeWord());
   EXPECT_EQ(0u, VarData(5.0).GetLength());
-  EXPECT_EQ(VarData::kEmpty, a.GetElement(0, 0).getTypeWord());  // element 0 is no row
 }
 
-TEST(Array, TrailingEmptyElementsAreIgnoredInOrder) {
-  const VarData shortArray = ArrayOf({VarData(1), VarData(2)});
-  VarData padded = shortArray;
-  padded.SetElement(2, VarData(0));
-  padded.SetElement(2, VarData());
+TEST(Array, OrderIsByElementsWithTrailingEmptiesIgnored) {
+  VarData padded = ArrayOf({1, 2});
   padded.SetElement(3, VarData(1));
   padded.SetElement(3, VarData());
   ASSERT_EQ(4u, padded.GetLength());
-  EXPECT_EQ(0, shortArray.Compare(padded));
-  EXPECT_EQ(0, padded.Compare(shortArray));
-  VarData longer = padded;
-  longer.SetElement(3, VarData(3));
-  EXPECT_EQ(-1, shortArray.Compare(longer));
-  EXPECT_EQ(1, longer.Compare(shortArray));
-  EXPECT_LT(ArrayOf({VarData(1), VarData(2)}).Compare(ArrayOf({VarData(1), VarData(3)})), 0);
-  // Element order decides before length.
-  EXPECT_GT(ArrayOf({VarData(2)}).Compare(ArrayOf({VarData(1), VarData(9)})), 0);
+  const struct {
+    VarData a, b;
+    int sign;
+  } cases[] = {
+      {ArrayOf({1, 2}), padded, 0},
+      {ArrayOf({1, 2}), ArrayOf({1, 2, 3}), -1},
+      {ArrayOf({1, 2}), ArrayOf({1, 3}), -1},
+      {ArrayOf({2}), ArrayOf({1, 9}), 1},  // elements decide before length
+  };
+  for (const auto& c : cases) {
+    const std::int32_t ab = c.a.Compare(c.b);
+    EXPECT_EQ(c.sign, (ab > 0) - (ab < 0)) << c.a.GetLength() << " " << c.b.GetLength();
+  }
+  // Truth and number come from element 0.
+  EXPECT_FALSE(static_cast<bool>(ArrayOf({})));
+  EXPECT_FALSE(static_cast<bool>(ArrayOf({VarData()})));
+  EXPECT_EQ(0.0, static_cast<double>(ArrayOf({VarData()})));
+  EXPECT_TRUE(static_cast<bool>(ArrayOf({3, 0})));
+  EXPECT_FALSE(static_cast<bool>(ArrayOf({0, 3})));
+  EXPECT_EQ(3.0, static_cast<double>(ArrayOf({3, 4})));
 }
 
 TEST(Array, WritesThroughACopyNeverShowThroughTheOriginal) {
-  VarData a = ArrayOf({VarData(1), VarData(2)});
+  VarData a = ArrayOf({1, 2});
   IVarDataGuts* guts = a.getGuts();
   VarData b = a;
-  EXPECT_EQ(guts, b.getGuts());
   b.SetElement(0, VarData(100));
   EXPECT_NE(guts, b.getGuts());
   EXPECT_EQ(VarData(1), a.GetElement(0));
   EXPECT_EQ(VarData(100), b.GetElement(0));
   EXPECT_EQ(1, CountOf(guts));
-  // An unshared array is written in place.
   IVarDataGuts* own = b.getGuts();
-  b.SetElement(5, VarData(6));
+  b.SetElement(5, VarData(6));  // an unshared array is written in place
   EXPECT_EQ(own, b.getGuts());
-}
 
-TEST(Array, CopiedArraysShareNestedArraysUntilWritten) {
-  VarData inner = ArrayOf({VarData(1)});
-  VarData outer = ArrayOf({inner});
+  // Nested arrays stay shared until written.
+  const VarData inner = ArrayOf({1});
+  const VarData outer = ArrayOf({inner});
   VarData copy = outer;
   copy.unshare();
   EXPECT_NE(outer.getGuts(), copy.getGuts());
-  EXPECT_EQ(outer.GetElement(0).getGuts(), copy.GetElement(0).getGuts());
+  EXPECT_EQ(inner.getGuts(), copy.GetElement(0).getGuts());
   copy.SetElement(0, 0, VarData(2));
   EXPECT_EQ(VarData(1), outer.GetElement(0, 0));
-  EXPECT_EQ(VarData(2), copy.GetElement(0, 0));
   EXPECT_EQ(VarData(1), inner.GetElement(0));
+  EXPECT_EQ(VarData(2), copy.GetElement(0, 0));
 }
 
 TEST(Array, TwoDimensionalWritesSkipEqualValuesAndAvoidRowCopies) {
   VarData grid;
   grid.SetElement(1, 2, VarData(7));
   EXPECT_EQ(2u, grid.GetLength());
-  EXPECT_EQ(VarData(7), grid.GetElement(1, 2));
   EXPECT_EQ(3u, grid.GetElement(1).GetLength());
-
   // Writing an equal value keeps a shared array shared.
-  VarData other = grid;
+  const VarData other = grid;
   grid.SetElement(1, 2, VarData(7.0));
   EXPECT_EQ(grid.getGuts(), other.getGuts());
   grid.SetElement(1, 2, VarData(8));
-  EXPECT_NE(grid.getGuts(), other.getGuts());
   EXPECT_EQ(VarData(7), other.GetElement(1, 2));
   EXPECT_EQ(VarData(8), grid.GetElement(1, 2));
-
   // The row held by an unshared grid is changed in place, not copied.
   IVarDataGuts* row = grid.GetElement(1).getGuts();
   grid.SetElement(1, 0, VarData(5));
@@ -126,17 +110,6 @@ TEST(Array, TwoDimensionalWritesSkipEqualValuesAndAvoidRowCopies) {
   EXPECT_EQ(row, held.getGuts());
   EXPECT_EQ(2, CountOf(row));  // the grid's reference and `held`
   EXPECT_EQ(VarData(5), held.GetElement(0));
-}
-
-TEST(Array, TruthAndNumberComeFromElementZero) {
-  EXPECT_FALSE(static_cast<bool>(ArrayOf({})));
-  VarData empty;
-  empty.SetElement(0, VarData());
-  EXPECT_FALSE(static_cast<bool>(empty));
-  EXPECT_EQ(0.0, static_cast<double>(empty));
-  EXPECT_TRUE(static_cast<bool>(ArrayOf({VarData(3), VarData(0)})));
-  EXPECT_FALSE(static_cast<bool>(ArrayOf({VarData(0), VarData(3)})));
-  EXPECT_EQ(3.0, static_cast<double>(ArrayOf({VarData(3), VarData(4)})));
 }
 
 }  // namespace

@@ -6,37 +6,28 @@
 
 #include "kel/StringBase.h"
 #include "qmstatic/vardata/VarData.h"
+#include "support/VarDataTest.h"
 
 namespace {
 
-std::int32_t CountOf(IVarDataGuts* guts) {
-  guts->AddRef();
-  return guts->Release();
-}
+using zo_kel_test::CountOf;
+using zo_kel_test::DictOf;
 
-std::wstring TextOf(const VarData& dict) {
-  const zo::kel::WString text = dict.getIDict()->getString();
-  return std::wstring(text.c_str(), text.size());
-}
-
-TEST(Dictionary, KeysOrderByKindThenWithinKind) {
-  VarData d = VarData::dict();
-  d.setValue("2", VarData("string key"));
-  d.setValue(2, VarData("number key"));
-  d.setValue(true, VarData(1));
-  d.setValue("b", VarData(2));
-  d.setValue("A", VarData(3));
-  EXPECT_EQ(5u, d.size());
+std::vector<VarData> KeysOf(const VarData& d) {
   std::vector<VarData> keys;
   for (auto it = d.begin(); it != d.end(); ++it) keys.push_back(it.key());
-  ASSERT_EQ(5u, keys.size());
-  EXPECT_EQ(VarData(true), keys[0]);
-  EXPECT_EQ(VarData(2), keys[1]);
-  EXPECT_EQ(VarData("2"), keys[2]);
-  EXPECT_EQ(VarData("A"), keys[3]);
-  EXPECT_EQ(VarData("b"), keys[4]);
+  return keys;
+}
+
+TEST(Dictionary, KeysOrderByKindThenWithinKindIgnoringCase) {
+  VarData d = DictOf({{"2", "string key"}, {2, "number key"}, {true, 1}, {"b", 2}, {"A", 3}});
+  EXPECT_EQ((std::vector<VarData>{true, 2, "2", "A", "b"}), KeysOf(d));
   EXPECT_EQ(VarData("number key"), d.getValue(2));
   EXPECT_EQ(VarData("string key"), d.getValue("2"));
+  d.setValue("a", VarData(4));  // the same key as "A": the first spelling stays
+  EXPECT_EQ(5u, d.size());
+  EXPECT_EQ(VarData(4), d.getValue("A"));
+  EXPECT_STREQ("A", KeysOf(d)[3].getIAnsi()->GetData());
 }
 
 TEST(Dictionary, NaNIsOneKeyAfterEveryNumber) {
@@ -46,14 +37,13 @@ TEST(Dictionary, NaNIsOneKeyAfterEveryNumber) {
   const std::vector<std::vector<double>> orders = {
       {nan, 1, 2, 3}, {1, nan, 2, 3}, {3, 2, nan, 1}, {1, 2, 3, nan}, {2, nan, -nan, 1, 3, nan}};
   for (const std::vector<double>& order : orders) {
+    SCOPED_TRACE(order.size());
     VarData d = VarData::dict();
     for (double k : order) d.setValue(k, VarData(k != k ? "nan" : "number"));
-    ASSERT_EQ(4u, d.size()) << order.size() << " insertions";
-    std::vector<VarData> keys;
-    for (auto it = d.begin(); it != d.end(); ++it) keys.push_back(it.key());
-    EXPECT_EQ(1.0, static_cast<double>(keys[0]));
-    EXPECT_EQ(2.0, static_cast<double>(keys[1]));
-    EXPECT_EQ(3.0, static_cast<double>(keys[2]));
+    const std::vector<VarData> keys = KeysOf(d);
+    ASSERT_EQ(4u, keys.size());
+    // As doubles: a NaN would compare equal to any number.
+    EXPECT_EQ((std::vector<double>{1, 2, 3}), std::vector<double>(keys.begin(), keys.end() - 1));
     EXPECT_TRUE(std::isnan(static_cast<double>(keys[3])));
     EXPECT_TRUE(d.hasKey(nan) && d.hasKey(2) && !d.hasKey(4));
     EXPECT_EQ(VarData("nan"), d.getValue(nan));
@@ -64,34 +54,22 @@ TEST(Dictionary, NaNIsOneKeyAfterEveryNumber) {
   }
 }
 
-TEST(Dictionary, TextKeysIgnoreCase) {
-  VarData d = VarData::dict();
-  d.setValue("abc", VarData(1));
-  d.setValue("ABC", VarData(2));
-  EXPECT_EQ(1u, d.size());
-  EXPECT_EQ(VarData(2), d.getValue("aBc"));
-  EXPECT_TRUE(d.hasKey("ABC"));
-  EXPECT_EQ(VarData("abc"), d.begin().key());  // the first spelling stays
-}
-
 TEST(Dictionary, MissingKeysThrowOnReadAndGrowOnIndex) {
   VarData d = VarData::dict();
-  EXPECT_THROW(d.getValue("missing"), KeyErrorException);
   const VarData& constant = d;
+  EXPECT_THROW(d.getValue("missing"), KeyErrorException);
   EXPECT_THROW(constant["missing"], KeyErrorException);
   EXPECT_EQ(0u, d.size());
   d["missing"];
-  EXPECT_EQ(1u, d.size());
   EXPECT_EQ(VarData::kEmpty, d.getValue("missing").getTypeWord());
   d["n"] = 4.5;
   EXPECT_EQ(VarData(4.5), constant["n"]);
   d.erase("absent");  // not an error
-  EXPECT_EQ(2u, d.size());
   d.erase("N");
+  EXPECT_EQ(1u, d.size());
   EXPECT_FALSE(d.hasKey("n"));
-}
 
-TEST(Dictionary, OperationsOnOtherKindsThrowTypeErrors) {
+  // Other kinds refuse every dictionary operation and stay as they were.
   VarData v(1.0);
   EXPECT_THROW(v.setValue("k", VarData(1)), TypeErrorException);
   EXPECT_THROW(v.getValue("k"), TypeErrorException);
@@ -105,22 +83,21 @@ TEST(Dictionary, OperationsOnOtherKindsThrowTypeErrors) {
 }
 
 TEST(Dictionary, WritesCopyASharedDictionaryExceptTheDeliberateErase) {
-  VarData a = VarData::dict();
-  a.setValue("k", VarData(1));
-  a.setValue("j", VarData(2));
-  VarData b = a;
-  b.setValue("k", VarData(9));
-  EXPECT_EQ(VarData(1), a.getValue("k"));
-  EXPECT_EQ(VarData(9), b.getValue("k"));
-
-  VarData c = a;
-  c["k"] = 7;
-  EXPECT_EQ(VarData(1), a.getValue("k"));
-
-  VarData d = a;
-  d.erase("j");
-  EXPECT_TRUE(a.hasKey("j"));
-
+  const VarData a = DictOf({{"k", 1}, {"j", 2}});
+  const struct {
+    const char* name;
+    void (*write)(VarData&);
+  } writes[] = {
+      {"setValue", [](VarData& d) { d.setValue("k", VarData(9)); }},
+      {"index", [](VarData& d) { d["k"] = 7; }},
+      {"erase", [](VarData& d) { d.erase("j"); }},
+  };
+  for (const auto& w : writes) {
+    VarData b = a;
+    w.write(b);
+    EXPECT_EQ(0, a.Compare(DictOf({{"k", 1}, {"j", 2}}))) << w.name;
+    EXPECT_NE(0, b.Compare(a)) << w.name;
+  }
   VarData e = a;
   e.eraseWithoutCopyOnWrite("j");  // seen by every sharer, deliberately
   EXPECT_FALSE(a.hasKey("j"));
@@ -131,108 +108,85 @@ TEST(Dictionary, IteratorsWalkBothWaysAndKeepTheDictionaryAlive) {
   VarData::const_iterator it;
   IVarDataGuts* guts;
   {
-    VarData d = VarData::dict();
-    d.setValue(1, VarData("one"));
-    d.setValue(2, VarData("two"));
-    d.setValue(3, VarData("three"));
+    const VarData d = DictOf({{1, "one"}, {2, "two"}, {3, "three"}});
     guts = d.getGuts();
     it = d.find(2);
     EXPECT_EQ(VarData("two"), it.value());
     EXPECT_EQ(d.end(), d.find(4));
   }
-  // The handle is gone; the iterator's own reference keeps the pairs.
-  EXPECT_EQ(1, CountOf(guts));
+  EXPECT_EQ(1, CountOf(guts));  // the iterator's own reference keeps the pairs
   EXPECT_EQ(VarData(2), it->first);
   VarData::const_iterator copy = it;
   ++copy;
   EXPECT_EQ(VarData("three"), (*copy).second);
   copy--;
   EXPECT_TRUE(copy == it);
-  VarData::const_iterator old = copy--;
+  const VarData::const_iterator old = copy--;
   EXPECT_EQ(VarData(2), old.key());
   EXPECT_EQ(VarData(1), copy.key());
   EXPECT_TRUE(old != copy);
 }
 
-TEST(Dictionary, OrderComparesPairsLexicographically) {
-  VarData a = VarData::dict();
-  a.setValue(1, VarData(10));
-  VarData b = VarData::dict();
-  b.setValue(1, VarData(10));
-  EXPECT_EQ(0, a.Compare(b));
-  b.setValue(2, VarData(0));
-  EXPECT_EQ(-1, a.Compare(b));  // a prefix is less
-  EXPECT_EQ(1, b.Compare(a));
-  VarData c = VarData::dict();
-  c.setValue(1, VarData(11));
-  EXPECT_EQ(-1, a.Compare(c));  // equal keys: values decide
-  EXPECT_EQ(1, c.Compare(b));
-  EXPECT_EQ(-1, VarData::dict().Compare(a));
-  EXPECT_EQ(0, VarData::dict().Compare(VarData::dict()));
-}
-
 // Dictionaries nested `depth` deep, each level also holding a number, around `leaf`.
 VarData NestedDictionaries(int depth, const VarData& leaf) {
   VarData v = leaf;
-  for (int i = 0; i < depth; ++i) {
-    VarData d = VarData::dict();
-    d.setValue("n", v);
-    d.setValue("x", VarData(i));
-    v = d;
-  }
+  for (int i = 0; i < depth; ++i) v = DictOf({{"n", v}, {"x", i}});
   return v;
 }
 
-TEST(Dictionary, DeeplyNestedDictionariesCompareInOnePass) {
-  // Built twice, so that no level shares guts with the other side. A comparison that visited a
-  // nested dictionary more than once per level would not end at this depth.
-  const int depth = 200;
-  const VarData a = NestedDictionaries(depth, VarData(1));
-  const VarData same = NestedDictionaries(depth, VarData(1));
-  const VarData greater = NestedDictionaries(depth, VarData(2));
-  EXPECT_EQ(0, a.Compare(same));
-  EXPECT_EQ(-1, a.Compare(greater));
-  EXPECT_EQ(1, greater.Compare(a));
+TEST(Dictionary, OrderComparesPairsLexicographicallyInOnePass) {
+  const struct {
+    VarData a, b;
+    std::int32_t result;
+  } cases[] = {
+      {DictOf({{1, 10}}), DictOf({{1, 10}}), 0},
+      {DictOf({{1, 10}}), DictOf({{1, 10}, {2, 0}}), -1},  // a prefix is less
+      {DictOf({{1, 10}}), DictOf({{1, 11}}), -1},          // equal keys: values decide
+      {DictOf({{1, 11}}), DictOf({{1, 10}, {2, 0}}), 1},
+      {VarData::dict(), DictOf({{1, 10}}), -1},
+      {VarData::dict(), VarData::dict(), 0},
+      // Built twice, so that no level shares guts: a comparison that visited a nested
+      // dictionary more than once per level would not end at this depth.
+      {NestedDictionaries(200, 1), NestedDictionaries(200, 1), 0},
+      {NestedDictionaries(200, 1), NestedDictionaries(200, 2), -1},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(c.result, c.a.Compare(c.b)) << c.a.size() << " " << c.b.size();
+    EXPECT_EQ(-c.result, c.b.Compare(c.a)) << c.a.size() << " " << c.b.size();
+  }
 }
 
 TEST(Dictionary, TextFormListsPairsInKeyOrderWithoutBlanks) {
-  VarData d = VarData::dict();
-  EXPECT_EQ(L"{}", TextOf(d));
-  d.setValue("b", VarData(2));
-  d.setValue("a", VarData(L"x\"y"));
-  d.setValue(1.5, VarData(true));
-  VarData inner = VarData::dict();
-  inner.setValue("z", VarData());
-  d.setValue("c", inner);
-  EXPECT_EQ(L"{1.5:on,\"a\":\"x\"y\",\"b\":2,\"c\":{\"z\":}}", TextOf(d));
+  auto text = [](const VarData& d) { return std::wstring(d.getIDict()->getString().c_str()); };
+  EXPECT_EQ(L"{}", text(VarData::dict()));
+  const VarData d =
+      DictOf({{"b", 2}, {"a", L"x\"y"}, {1.5, true}, {"c", DictOf({{"z", VarData()}})}});
+  EXPECT_EQ(L"{1.5:on,\"a\":\"x\"y\",\"b\":2,\"c\":{\"z\":}}", text(d));
   EXPECT_TRUE(static_cast<bool>(d));
   EXPECT_EQ(4.0, static_cast<double>(d));
   EXPECT_FALSE(static_cast<bool>(VarData::dict()));
 }
 
-}  // namespace
-
 // A loop that writes the dictionary it walks sees the pairs it started on and ends after them,
 // in the hand-written form (end() taken on every turn, after the write) and the range form.
 TEST(Dictionary, LoopsThatWriteTheirDictionaryWalkTheStartingPairs) {
-  struct Case {
+  const struct {
     const char* name;
     void (*write)(VarData& d, const VarData& key);
   } cases[] = {
       {"assign", [](VarData& d, const VarData& key) { d.setValue(key, VarData(7.0)); }},
+      {"index", [](VarData& d, const VarData& key) { d[key] = 8.0; }},
       {"insert",
        [](VarData& d, const VarData& key) {
-         d.setValue(VarData((std::string(key.getAnsiString().c_str()) + "x").c_str()),
-                    VarData(1.0));
+         d.setValue(VarData((std::string(key.getAnsiString().c_str()) + "x").c_str()), 1.0);
        }},
       {"erase", [](VarData& d, const VarData& key) { d.erase(key); }},
       {"replace", [](VarData& d, const VarData&) { d = VarData::dict(); }},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     for (bool rangeFor : {false, true}) {
       SCOPED_TRACE(std::string(c.name) + (rangeFor ? " range-for" : " hand-written"));
-      VarData d = VarData::dict();
-      for (const char* key : {"a", "b", "c"}) d.setValue(VarData(key), VarData(0.0));
+      VarData d = DictOf({{"a", 0.0}, {"b", 0.0}, {"c", 0.0}});
       std::string seen;
       if (rangeFor) {
         for (const auto& pair : d) {
@@ -250,3 +204,5 @@ TEST(Dictionary, LoopsThatWriteTheirDictionaryWalkTheStartingPairs) {
     }
   }
 }
+
+}  // namespace

@@ -37,10 +37,8 @@ std::string NumberOf(const VarData& v) {
 }
 
 TEST(ForeignGuts, LibraryUsesForeignGutsThroughTheirSlots) {
-  const unsigned char bytes[] = {0x01, 0x02, 0x03};
-  const unsigned char more[] = {0x01, 0x02, 0x04};
-  ForeignProbe raw;
-  ForeignProbe tg;
+  const unsigned char bytes[] = {0x01, 0x02, 0x03}, more[] = {0x01, 0x02, 0x04};
+  ForeignProbe raw, tg;
   {
     VarData foreignRaw = Holding(VarData::kRaw, MakeForeignRaw(raw, bytes, 3));
     VarData foreignTg = Holding(VarData::kTGVariant, MakeForeignTGVariant(tg, 0x0008, 0x2A));
@@ -71,11 +69,10 @@ TEST(ForeignGuts, LibraryUsesForeignGutsThroughTheirSlots) {
     EXPECT_GT(VarData(more, 3).Compare(foreignRaw), 0);
     EXPECT_LT(foreignRaw.Compare(VarData(more, 3)), 0);
     // Serialized and read back, the value is the library's own with the same bytes.
-    zo::kel::AutoBuffer buffer;
-    foreignRaw.SerializeWithSize(buffer);
-    const unsigned char* cursor = buffer.Data();
-    const VarData back = VarData::DeserializeWithSize(cursor, buffer.Len());
-    EXPECT_EQ(0, back.Compare(ownRaw));
+    const std::string image = Image(foreignRaw);
+    const unsigned char* cursor = reinterpret_cast<const unsigned char*>(image.data());
+    EXPECT_EQ(0, VarData::DeserializeWithSize(cursor, static_cast<std::uint32_t>(image.size()))
+                     .Compare(ownRaw));
     EXPECT_EQ(1, raw.live);
     EXPECT_EQ(1, tg.live);
   }
