@@ -226,13 +226,11 @@ std::int32_t VarData::Compare(const VarData& other) const {
       return Sign(a<b, a> b);
     }
     case kVoidPointer: {
-      const void* a = getVoidPointer();
-      const void* b = other.getVoidPointer();
-      if (sizeof(void*) == 4) {
-        return static_cast<std::int32_t>(static_cast<std::uint32_t>(
-            reinterpret_cast<std::uintptr_t>(a) - reinterpret_cast<std::uintptr_t>(b)));
-      }
-      return PointerOrder(a, b);
+      // The sign of the difference on every platform: the 32-bit difference itself overflows
+      // for pointers more than 2 GiB apart and then orders nothing.
+      const auto a = reinterpret_cast<std::uintptr_t>(getVoidPointer());
+      const auto b = reinterpret_cast<std::uintptr_t>(other.getVoidPointer());
+      return Sign(a < b, a > b);
     }
     default:  // empty, break, pulse and the other payload-less kinds
       return 0;
