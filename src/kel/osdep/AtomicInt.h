@@ -7,6 +7,15 @@
 
 #include "kel/export.h"
 
+// The C library tells whether the process has ever started a second thread (glibc 2.32 on);
+// without it every count is atomic.
+#if defined(__has_include)
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define ZO_KEL_HAVE_LIBC_SINGLE_THREADED 1
+#endif
+#endif
+
 namespace zo {
 namespace kel {
 namespace osdep {
@@ -15,6 +24,11 @@ namespace osdep {
 /// than a lock per counter: copying a value must not cost an allocation and a lock round trip.
 /// Counts change with acquire-release ordering, so the thread that sees a count reach 0 also sees
 /// every write made by the other owners before they released.
+///
+/// In a process that has never started a second thread, increment and decrement skip the atomic
+/// instruction (as the standard library's shared pointers do): the C library clears its
+/// single-threaded flag before a second thread starts, so every count touched before is seen by
+/// that thread through the thread start, and every count touched after takes the atomic path.
 class ZO_KEL_API AtomicInt {
  public:
   /// A counter holding `initial`.
@@ -23,9 +37,15 @@ class ZO_KEL_API AtomicInt {
   AtomicInt& operator=(const AtomicInt&) = delete;
 
   /// Adds one and returns the new value.
-  std::int32_t increment() noexcept { return value_.fetch_add(1, std::memory_order_acq_rel) + 1; }
+  std::int32_t increment() noexcept {
+    if (SingleThreaded()) return Store(value_.load(std::memory_order_relaxed) + 1);
+    return value_.fetch_add(1, std::memory_order_acq_rel) + 1;
+  }
   /// Subtracts one and returns the new value (an owner destroys its object when this returns 0).
-  std::int32_t decrement() noexcept { return value_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+  std::int32_t decrement() noexcept {
+    if (SingleThreaded()) return Store(value_.load(std::memory_order_relaxed) - 1);
+    return value_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  }
   /// The current value (acquire).
   std::int32_t getCount() const noexcept { return value_.load(std::memory_order_acquire); }
   /// Stores `value` (release).
@@ -46,6 +66,19 @@ class ZO_KEL_API AtomicInt {
   ///@}
 
  private:
+  // True while the process has only ever had one thread.
+  static bool SingleThreaded() noexcept {
+#ifdef ZO_KEL_HAVE_LIBC_SINGLE_THREADED
+    return __libc_single_threaded != 0;
+#else
+    return false;
+#endif
+  }
+  std::int32_t Store(std::int32_t value) noexcept {
+    value_.store(value, std::memory_order_relaxed);
+    return value;
+  }
+
   std::atomic<std::int32_t> value_;
 };
 

@@ -176,15 +176,65 @@ void DivideWords(const std::uint32_t (&dividend)[4], const std::uint32_t (&divis
 }
 
 #if defined(__SIZEOF_INT128__)
+inline std::uint64_t Low(Wide128 x) noexcept { return static_cast<std::uint64_t>(x); }
+inline std::uint64_t High(Wide128 x) noexcept { return static_cast<std::uint64_t>(x >> 64); }
+
+// One quotient digit of (r * 2^64 + next) / d, where d has its top bit set and r < d; r becomes
+// the remainder. The two-digit case of the long division above, written out: the estimate from
+// the top digits is corrected by the next digit, then is at most one too large.
+inline std::uint64_t DivideStep(Wide128& r, std::uint64_t next, Wide128 d) noexcept {
+  const std::uint64_t d1 = High(d), d0 = Low(d);
+  std::uint64_t qhat;
+  Wide128 rhat;
+  if (High(r) >= d1) {
+    qhat = ~std::uint64_t{0};
+    rhat = Wide128{Low(r)} + d1;
+  } else {
+    std::uint64_t rest;
+    qhat = DivideDigits(High(r), Low(r), d1, rest);
+    rhat = rest;
+  }
+  while (High(rhat) == 0 && Wide128{qhat} * d0 > ((rhat << 64) | next)) {
+    --qhat;
+    rhat += d1;
+  }
+  // (r, next) - qhat * d over 192 bits: qhat * d is (upper, lower) with upper < 2^128.
+  const Wide128 p0 = Wide128{qhat} * d0;
+  const Wide128 upper = Wide128{qhat} * d1 + High(p0);
+  const std::uint64_t lower = Low(p0);
+  const std::uint64_t borrow = next < lower ? 1 : 0;
+  const bool negative = r < upper || r - upper < borrow;
+  Wide128 rest = ((r - upper - borrow) << 64) | (next - lower);
+  if (negative) {  // the estimate was one too large: add the divisor back
+    --qhat;
+    rest += d;
+  }
+  r = rest;
+  return qhat;
+}
+
 // floor(dividend * 2^64 / divisor) modulo 2^128 over 64-bit digits; divisor != 0.
 void DivideHalves(const std::uint64_t (&dividend)[2], const std::uint64_t (&divisor)[2],
                   std::uint64_t (&quotient)[2]) noexcept {
-  const std::uint64_t u[3] = {0, dividend[0], dividend[1]};
-  const int n = divisor[1] == 0 ? 1 : 2;
-  std::uint64_t q[3] = {};
-  LongDivide<std::uint64_t, Wide128, 3>(u, 3, divisor, n, q);
-  quotient[0] = q[0];
-  quotient[1] = q[1];
+  const std::uint64_t a0 = dividend[0], a1 = dividend[1];
+  if (divisor[1] == 0) {
+    // A one-digit divisor: three short divisions; the top quotient digit falls outside 128 bits.
+    const std::uint64_t d = divisor[0];
+    std::uint64_t rest = a1 % d;
+    quotient[1] = DivideDigits(rest, a0, d, rest);
+    quotient[0] = DivideDigits(rest, 0, d, rest);
+    return;
+  }
+  // Normalised so that the divisor's top bit is set; the dividend, shifted alike, gains a digit
+  // that stays below the divisor's top digit.
+  const int s = __builtin_clzll(divisor[1]);
+  const Wide128 d = ((Wide128{divisor[1]} << 64) | divisor[0]) << s;
+  const Wide128 a = (Wide128{a1} << 64) | a0;
+  Wide128 r = s == 0 ? Wide128{0} : (a >> (128 - s));
+  r = (r << 64) | Low(a << s >> 64);
+  const std::uint64_t next = Low(a << s);
+  quotient[1] = DivideStep(r, next, d);
+  quotient[0] = DivideStep(r, 0, d);
 }
 #endif
 

@@ -73,23 +73,30 @@ std::int32_t VarDataDictionary::Compare(const IVarDataGuts* other) const {
   return their != theirs.end() ? -1 : 0;
 }
 
-void VarDataDictionary::setValue(const VarData& key, const VarData& value) {
-  auto position = pairs_.lower_bound(key);
-  // Equal keys by the map's own order (which keeps NaN apart from the numbers).
-  if (position != pairs_.end() && !pairs_.key_comp()(key, position->first)) {
-    position->second = value;
-  } else {
-    pairs_.emplace_hint(position, key, value);
-  }
-}
+void VarDataDictionary::setValue(const VarData& key, const VarData& value) { slot(key) = value; }
 
 VarData VarDataDictionary::getValue(const VarData& key) const {
-  const auto position = pairs_.find(key);
+  const auto position = findKey(key);
   if (position == pairs_.end()) throw KeyErrorException();
   return position->second;
 }
 
-VarData& VarDataDictionary::getValueReference(const VarData& key) { return pairs_[key]; }
+VarData& VarDataDictionary::getValueReference(const VarData& key) { return slot(key); }
+
+VarData& VarDataDictionary::slot(const VarData& key) {
+  return SearchKey(key, [&](const auto& k) -> VarData& {
+    auto position = pairs_.lower_bound(k);
+    // Equal keys by the map's own order (which keeps NaN apart from the numbers).
+    if (position == pairs_.end() || pairs_.key_comp()(k, position->first)) {
+      position = pairs_.emplace_hint(position, key, VarData());
+    }
+    return position->second;
+  });
+}
+
+VarDataMap::iterator VarDataDictionary::findKey(const VarData& key) const {
+  return SearchKey(key, [this](const auto& k) { return pairs_.find(k); });
+}
 
 IVarDataIterator* VarDataDictionary::begin(const VarData& owner) const {
   return new VarDataDictionaryIterator(owner, pairs_, pairs_.begin());
@@ -100,12 +107,15 @@ IVarDataIterator* VarDataDictionary::end(const VarData& owner) const {
 }
 
 IVarDataIterator* VarDataDictionary::find(const VarData& key, const VarData& owner) const {
-  return new VarDataDictionaryIterator(owner, pairs_, pairs_.find(key));
+  return new VarDataDictionaryIterator(owner, pairs_, findKey(key));
 }
 
-void VarDataDictionary::erase(const VarData& key) { pairs_.erase(key); }
+void VarDataDictionary::erase(const VarData& key) {
+  const auto position = findKey(key);
+  if (position != pairs_.end()) pairs_.erase(position);
+}
 
-bool VarDataDictionary::hasKey(const VarData& key) const { return pairs_.count(key) != 0; }
+bool VarDataDictionary::hasKey(const VarData& key) const { return findKey(key) != pairs_.end(); }
 
 IVarDataGuts* VarDataDictionary::copy() const { return new VarDataDictionary(pairs_); }
 

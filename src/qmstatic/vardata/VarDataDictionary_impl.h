@@ -2,10 +2,13 @@
 #ifndef ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H
 #define ZO_KEL_VARDATA_VARDATADICTIONARY_IMPL_H
 
+#include <cstddef>
 #include <map>
+#include <typeinfo>
 #include <utility>
 
 #include "kel/SmallBlockAllocator_impl.h"
+#include "kel/osdep/StringCaseCompare_impl.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -13,16 +16,85 @@ namespace zo {
 namespace kel {
 namespace detail {
 
+/// True when the guts are narrow text made by this library (not by another module): their
+/// Compare is then known to be the case-insensitive order of their characters and the other
+/// text's, so a comparison can be made here without going through it.
+inline bool IsOwnNarrowText(const IVarDataGuts& guts) noexcept {
+  // The library's narrow text classes, found once from objects it made: a short and a long text,
+  // in case they are held by different classes.
+  struct OwnTypes {
+    const std::type_info* shortText;
+    const std::type_info* longText;
+  };
+  static const OwnTypes own = [] {
+    const char kText[64] = {'t'};
+    IVarDataGuts* shortText = NewAnsiGutsLen(kText, 1);
+    IVarDataGuts* longText = NewAnsiGutsLen(kText, sizeof kText);
+    const OwnTypes found{&typeid(*shortText), &typeid(*longText)};
+    shortText->Release();
+    longText->Release();
+    return found;
+  }();
+  const std::type_info* type = &typeid(guts);
+  return type == own.shortText || type == own.longText;
+}
+
+/// The characters of a text key.
+struct NarrowText {
+  const char* data;
+  std::size_t length;
+};
+
+/// The guts of v when it is narrow text with guts (of any module), otherwise null.
+inline const IVarDataAnsi* NarrowTextGuts(const VarData& v) noexcept {
+  if (v.getKind() != VarData::kAnsi) return nullptr;
+  return static_cast<const IVarDataAnsi*>(v.getGuts());
+}
+
+/// The characters of narrow text guts.
+inline NarrowText CharactersOf(const IVarDataAnsi& text) {
+  return NarrowText{text.GetData(), text.GetLength()};
+}
+
+/// A key that is narrow text of the library's own (IsOwnNarrowText), with its characters read
+/// once, so that a search compares characters directly at every node.
+struct OwnTextKey {
+  const VarData& key;
+  NarrowText text;
+};
+
 /// Key order of dictionaries: ascending VarData::Compare, with one exception for NaN numbers.
 /// Compare finds a NaN equal to every number, which no tree can keep as an order (1 and 2 would
 /// both be the key NaN); among the keys a NaN is therefore one key of its own, after every other
 /// number, which is still ascending by Compare.
+///
+/// Text keys, the common case, are compared here when the left one is the library's own: the
+/// order is Compare's, reached without its chain of calls. A search with an OwnTextKey (see
+/// SearchKey) also skips reading the searched key at every node.
 struct VarDataKeyLess {
+  using is_transparent = void;
+
   bool operator()(const VarData& a, const VarData& b) const {
+    const IVarDataAnsi* x = NarrowTextGuts(a);
+    const IVarDataAnsi* y = NarrowTextGuts(b);
+    if (x != nullptr && y != nullptr && IsOwnNarrowText(*x))
+      return Less(CharactersOf(*x), CharactersOf(*y));
     const bool aNaN = IsNaNNumber(a);
     const bool bNaN = IsNaNNumber(b);
     if ((aNaN || bNaN) && a.getKind() == b.getKind()) return bNaN && !aNaN;
     return a.Compare(b) < 0;
+  }
+  bool operator()(const OwnTextKey& a, const VarData& b) const {
+    const IVarDataAnsi* y = NarrowTextGuts(b);
+    return y != nullptr ? Less(a.text, CharactersOf(*y)) : (*this)(a.key, b);
+  }
+  bool operator()(const VarData& a, const OwnTextKey& b) const {
+    const IVarDataAnsi* x = NarrowTextGuts(a);
+    return x != nullptr && IsOwnNarrowText(*x) ? Less(CharactersOf(*x), b.text) : (*this)(a, b.key);
+  }
+
+  static bool Less(NarrowText a, NarrowText b) noexcept {
+    return osdep::detail::CaseCompareNarrow(a.data, a.length, b.data, b.length) < 0;
   }
   static bool IsNaNNumber(const VarData& v) {
     if (v.getKind() != VarData::kNumeric) return false;
@@ -30,6 +102,16 @@ struct VarDataKeyLess {
     return d != d;
   }
 };
+
+/// Calls search(k) with the fastest key equivalent to `key` for the map's order: an OwnTextKey
+/// for the library's own narrow text, otherwise the key itself.
+template <class Search>
+decltype(auto) SearchKey(const VarData& key, Search search) {
+  const IVarDataAnsi* text = NarrowTextGuts(key);
+  if (text != nullptr && IsOwnNarrowText(*text))
+    return search(OwnTextKey{key, CharactersOf(*text)});
+  return search(key);
+}
 
 /// The pairs of a dictionary. Its nodes are small blocks: reading a dictionary makes one per pair.
 using VarDataMap = std::map<VarData, VarData, VarDataKeyLess,
@@ -67,6 +149,11 @@ class VarDataDictionary final : public GutsObject<IVarDataDictionary> {
 
  private:
   ~VarDataDictionary() override = default;
+
+  // The pair of an equal key, or end(), searched with SearchKey.
+  VarDataMap::iterator findKey(const VarData& key) const;
+  // The value stored under key, inserted empty when the key is new.
+  VarData& slot(const VarData& key);
 
   // Iterators are handed out from const operations but may write values through
   // getValueReference, so the map itself is mutable.
