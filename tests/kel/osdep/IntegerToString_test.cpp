@@ -24,7 +24,8 @@ TEST(IntegerToString, DigitsMostSignificantFirstNegativesSignedOnlyInDecimal) {
   } rows[] = {
       {UInt32ToString(255, 16), L"FF"},
       {UInt32ToString(0, 2), L"0"},
-      {UInt64ToString(~0ull, 2), L"1111111111111111111111111111111111111111111111111111111111111111"},
+      {UInt64ToString(~0ull, 2),
+       L"1111111111111111111111111111111111111111111111111111111111111111"},
       {UInt64ToString(~0ull, 10), L"18446744073709551615"},
       {UInt64ToString(~0ull, 36), L"3W5E11264SGSF"},
       {UInt32ToString(36, 36), L"10"},
