@@ -398,7 +398,7 @@ TEST(AutoBuffer, RingRoundTripFromEveryPosition) {
       const AutoBuffer record = FromText(text.substr(0, len));
       record.circularSerialize(begin, begin + 13, out);
       const unsigned char* in = begin + start;
-      AutoBuffer read = FromText("old contents");
+      AutoBuffer read = start % 2 == 0 ? AutoBuffer() : FromText("old contents");
       read.circularDeserialize(begin, begin + 13, in);
       EXPECT_EQ(text.substr(0, len), Text(read)) << start << " " << len;
       EXPECT_EQ((start + len + 4) % 13, static_cast<std::size_t>(out - begin)) << start << len;

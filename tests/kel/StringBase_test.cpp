@@ -312,6 +312,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
   using C = typename S::value_type;
   const S hello(Txt<C>("hello").c_str());
   EXPECT_EQ(Txt<C>("el"), Std(hello.substr(1, 2)));
+  EXPECT_EQ(Txt<C>("llo"), Std(hello.substr(2, npos)));
   EXPECT_EQ(Txt<C>("lo"), Std(hello.substr(3, 0xFFFFFFFEu)));
   EXPECT_TRUE(hello.substr(6, 2).empty());  // deliberately no range error
 
@@ -348,6 +349,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
   s = hello;
   s.resize(7, C('-'));
   EXPECT_EQ(Txt<C>("hello--"), Std(s));
+  s.resize(7);
   s.resize(2);
   s.resize(3);
   EXPECT_EQ(Txt<C>("he\0", 3), Std(s));
@@ -361,6 +363,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
   EXPECT_EQ(nullptr, s.c_str());
   s = hello;  // re-initialised after the release
   EXPECT_EQ(Txt<C>("hello"), Std(s));
+  s.checkInvariants();
 }
 
 template <typename S>

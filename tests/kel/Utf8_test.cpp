@@ -85,11 +85,13 @@ TEST(Utf8, EncodesEachSequenceLength) {
   }
   std::unique_ptr<char[]> terminated(WideToUtf8(L"a\x20AC\x80000000z"));
   EXPECT_STREQ("a\xE2\x82\xAC?z", terminated.get());
+  EXPECT_EQ(3u, GetUtf8EncodingBytes(L"\x20AC"));
   EXPECT_EQ(0u, GetUtf8EncodingBytes(nullptr));
   EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr))[0]);
   EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr, nullptr))[0]);
   EXPECT_EQ(L'\0', std::unique_ptr<wchar_t[]>(Utf8ToWide(nullptr, 5))[0]);
   EXPECT_EQ(0u, GetUtf8StringLength(nullptr, 5));
+  EXPECT_EQ(0u, GetUtf8StringLength("abc", 0));
 }
 
 TEST(Utf8, DecodesAcceptedSequences) {

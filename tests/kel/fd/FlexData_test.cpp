@@ -82,6 +82,7 @@ TEST(FlexDataScalars, GettersConvertThroughTheNumericTable) {
   f.setF64(-2.7);
   EXPECT_EQ(-2, f.getI32());
   EXPECT_EQ(254u, f.getUI8());
+  EXPECT_EQ(0xFFFFFFFEu, f.getUI32());
   EXPECT_TRUE(f.getBool());
   f.setF64(40000.0);
   EXPECT_EQ(-32768, f.getI16());
@@ -89,7 +90,9 @@ TEST(FlexDataScalars, GettersConvertThroughTheNumericTable) {
   f.setUI64(0x8000000000000000ull);
   EXPECT_EQ(-9.2233720368547758e18, f.getF64());
   EXPECT_EQ(std::numeric_limits<long long>::min(), f.getI64());
-  f.setI32(0);
+  f.setI16(-1);
+  EXPECT_EQ(-1.0f, f.getF32());
+  f.setBool(false);
   EXPECT_FALSE(f.getBool());
 
   const char* chars = nullptr;

@@ -60,6 +60,7 @@ TEST(CriticalSection, OwnerMayEnterAgainOthersMayNot) {
     if (otherGotIn) lock.leave();
   }).join();
   EXPECT_TRUE(otherGotIn);
+  EXPECT_TRUE(lock.inOwningThread());
 }
 
 TEST(CriticalSection, GuardSerialisesUpdates) {

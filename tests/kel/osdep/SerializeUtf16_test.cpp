@@ -70,6 +70,7 @@ TEST(SerializeUtf16, StopsWhereTheRoomEndsAndSizesLongTexts) {
   std::vector<unsigned short> room(4, 0xEEEE);
   EXPECT_EQ(room.data() + 2, SerializeUtf16::SerializeAsUtf16(text, room.data(), room.data() + 2));
   EXPECT_EQ("41 00 42 00 EE EE EE EE", UnitsHex(room.data(), room.data() + 4));
+  EXPECT_EQ(room.data(), SerializeUtf16::SerializeAsUtf16(text, room.data(), room.data()));
 
   std::wstring longText;
   for (int i = 0; i < 3000; ++i) longText += (i % 3 == 0) ? L'\U0001F600' : L'x';

@@ -254,9 +254,11 @@ TEST(tFixedPoint128, MixesWithBuiltInNumbersLikeANumber) {
   EXPECT_EQ(1.5, Seconds(t));
 
   const Fixed tiny = F(0, 0, 0, 1);  // 2^-64: lost in any floating-point sum with 1
+  EXPECT_EQ(F(0, 1, 0, 1), tiny + 1);
   EXPECT_EQ(F(0, 1, 0, 1), 1.0 + tiny);
   EXPECT_EQ(F(0xFFFFFFFF, 0xFFFFFFFF, 0, 1), tiny - 1);
   EXPECT_EQ(F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF), 1u - tiny);
+  EXPECT_EQ(Fixed(4.5), t * 3);
   EXPECT_EQ(Fixed(-3.0), -2.0 * t);
   EXPECT_EQ(Fixed(0.75), t / 2);
   EXPECT_EQ(Fixed(2), 3.0L / t);
