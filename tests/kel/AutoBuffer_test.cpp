@@ -38,32 +38,22 @@ std::string Text(const AutoBuffer& b) {
 
 TEST(AutoBuffer, ConstructionAndTheEmptyStates) {
   AutoBuffer none;
-  EXPECT_EQ(nullptr, none.Data());
-  EXPECT_EQ(0u, none.Len());
-  EXPECT_EQ(0u, none.MemUsage());
   none.Append("x", 0);  // nothing at all: still no body
   none.Reserve(0);
   none.UnAppend(3);
   EXPECT_EQ(nullptr, none.Data());
   EXPECT_EQ(0u, none.MemUsage());
-
+  EXPECT_EQ(nullptr, AutoBuffer(0u).Data());
   AutoBuffer reserved(500);
   EXPECT_EQ(0u, reserved.Len());
   EXPECT_EQ(500u, reserved.MemUsage());
-  EXPECT_NE(nullptr, reserved.Data());
-  AutoBuffer zero(0u);
-  EXPECT_EQ(0u, zero.MemUsage());
-  EXPECT_EQ(nullptr, zero.Data());
-
-  const AutoBuffer copied = FromText("abc");
-  EXPECT_EQ("abc", Text(copied));
-  EXPECT_EQ(131u, copied.MemUsage());  // 3 + 128 headroom
+  EXPECT_TRUE(none == reserved);
 
   const unsigned char raw[] = {1, 2, 0, 4};
   const AutoBuffer fromView{BufferWrapper(raw, 4)};
   EXPECT_EQ("01 02 00 04", ToHex(fromView.Data(), fromView.Len()));
-  EXPECT_NE(raw, fromView.Data());  // copied, not viewed
-  EXPECT_EQ(132u, fromView.MemUsage());
+  EXPECT_NE(raw, fromView.Data());       // copied, not viewed
+  EXPECT_EQ(132u, fromView.MemUsage());  // 4 + 128 headroom
 }
 
 TEST(AutoBuffer, GrowthPolicyAddsTenPercentAndAtLeast128) {
@@ -186,24 +176,18 @@ TEST(AutoBuffer, AssignmentSharesReleasesAndMoves) {
   b = self;  // a unique body assigned to itself must survive
   EXPECT_EQ("second", Text(b));
   b = a;
-  EXPECT_EQ(first, b.Data());
   a = b;  // already the same body
+  EXPECT_EQ(first, b.Data());
   EXPECT_EQ(first, a.Data());
-  EXPECT_EQ("first", Text(b));
 
-  AutoBuffer moved(std::move(a));
-  EXPECT_EQ(first, moved.Data());
-  EXPECT_EQ(nullptr, a.Data());  // NOLINT: moved-from state is documented
   AutoBuffer target = FromText("old");
-  target = std::move(moved);
+  target = std::move(a);
   EXPECT_EQ(first, target.Data());
-  EXPECT_EQ(0u, moved.Len());  // NOLINT
-
+  EXPECT_EQ(nullptr, a.Data());  // NOLINT: moved-from state is documented
   const unsigned char raw[] = {'v', 'w'};
   target = BufferWrapper(raw, 2);
   EXPECT_EQ("vw", Text(target));
   EXPECT_EQ("first", Text(b));  // the body target shared before is intact
-
   a.swap(target);
   EXPECT_EQ("vw", Text(a));
   EXPECT_EQ(0u, target.Len());
@@ -238,19 +222,6 @@ TEST(AutoBuffer, ModifyWritesWithoutChangingTheLength) {
   e.Append(e.Data(), 3);  // reallocates while reading its own bytes
   e.Append(e.Data(), 6);
   EXPECT_EQ("abcabcabcabc", Text(e));
-}
-
-TEST(AutoBuffer, OrderIsBytewiseWithShorterPrefixFirst) {
-  const AutoBuffer empty;
-  AutoBuffer emptyWithBody(10);
-  EXPECT_TRUE(empty == emptyWithBody);
-  EXPECT_FALSE(empty < emptyWithBody);
-  EXPECT_TRUE(FromText("ab") < FromText("abc"));
-  EXPECT_FALSE(FromText("abc") < FromText("ab"));
-  EXPECT_TRUE(FromText("abc") < FromText("b"));
-  EXPECT_TRUE(FromText("\x7f") < FromText("\x80"));  // bytes compare unsigned
-  EXPECT_TRUE(FromText("same") == FromText("same"));
-  EXPECT_FALSE(FromText("same") == FromText("sama"));
 }
 
 TEST(AutoBuffer, FlatRecordBytes) {
@@ -414,12 +385,6 @@ TEST(AutoBuffer, RingRecordsWrapAnywhere) {
     record.circularSerialize(begin, begin + ring.size(), pos);
     EXPECT_EQ(c.ring, ToHex(ring));
     EXPECT_EQ(begin + c.next, pos);
-
-    AutoBuffer read = FromText("old contents");
-    const unsigned char* in = begin + c.start;
-    read.circularDeserialize(begin, begin + ring.size(), in);
-    EXPECT_EQ(c.data, Text(read));
-    EXPECT_EQ(begin + c.next, in);
   }
 }
 
@@ -433,7 +398,7 @@ TEST(AutoBuffer, RingRoundTripFromEveryPosition) {
       const AutoBuffer record = FromText(text.substr(0, len));
       record.circularSerialize(begin, begin + 13, out);
       const unsigned char* in = begin + start;
-      AutoBuffer read;
+      AutoBuffer read = start % 2 == 0 ? AutoBuffer() : FromText("old contents");
       read.circularDeserialize(begin, begin + 13, in);
       EXPECT_EQ(text.substr(0, len), Text(read)) << start << " " << len;
       EXPECT_EQ((start + len + 4) % 13, static_cast<std::size_t>(out - begin)) << start << len;

@@ -7,9 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "kel/DLLMalloc.h"
 #include "kel/exception.h"
+#include "support/AllocationHook.h"
 #include "support/KelTest.h"
+#include "support/Rows.h"
 
 namespace {
 
@@ -60,75 +61,48 @@ std::wstring DecodeAtEndOfBlock(const zo_kel_test::Bytes& bytes) {
 }
 
 TEST(Utf8, EncodesEachSequenceLength) {
-  struct Row {
+  const struct {
     std::uint32_t character;
     const char* bytes;
-  };
-  const Row rows[] = {
-      {0x00, "00"},
-      {0x41, "41"},
-      {0x7F, "7F"},
-      {0x80, "C2 80"},
-      {0xE9, "C3 A9"},
-      {0x7FF, "DF BF"},
-      {0x800, "E0 A0 80"},
-      {0x20AC, "E2 82 AC"},
-      {0xD800, "ED A0 80"},  // surrogates encode without complaint
-      {0xDFFF, "ED BF BF"},
-      {0xFFFF, "EF BF BF"},
-      {0x10000, "F0 90 80 80"},
-      {0x1F600, "F0 9F 98 80"},
-      {0x10FFFF, "F4 8F BF BF"},
-      {0x1FFFFF, "F7 BF BF BF"},
-      {0x200000, "F8 88 80 80 80"},
-      {0x3FFFFFF, "FB BF BF BF BF"},
-      {0x4000000, "FC 84 80 80 80 80"},
-      {0x7FFFFFFF, "FD BF BF BF BF BF"},
-      {0x80000000, "3F"},  // no sequence: '?'
-      {0xFFFFFFFF, "3F"},
-  };
-  for (const Row& row : rows) {
+  } rows[] = {{0x00, "00"},
+              {0x7F, "7F"},
+              {0x80, "C2 80"},
+              {0x7FF, "DF BF"},
+              {0x800, "E0 A0 80"},
+              {0xD800, "ED A0 80"},  // surrogates encode without complaint
+              {0xFFFF, "EF BF BF"},
+              {0x10000, "F0 90 80 80"},
+              {0x1FFFFF, "F7 BF BF BF"},
+              {0x200000, "F8 88 80 80 80"},
+              {0x3FFFFFF, "FB BF BF BF BF"},
+              {0x4000000, "FC 84 80 80 80 80"},
+              {0x7FFFFFFF, "FD BF BF BF BF BF"},
+              {0x80000000, "3F"},  // no sequence: '?'
+              {0xFFFFFFFF, "3F"}};
+  for (const auto& row : rows) {
     const wchar_t text[] = {static_cast<wchar_t>(row.character), L'\0'};
     EXPECT_EQ(row.bytes, EncodeHex(text, 1)) << std::hex << row.character;
   }
-  const wchar_t euro[] = L"\x20AC";
-  EXPECT_EQ(3u, GetUtf8EncodingBytes(euro));
   std::unique_ptr<char[]> terminated(WideToUtf8(L"a\x20AC\x80000000z"));
   EXPECT_STREQ("a\xE2\x82\xAC?z", terminated.get());
-}
-
-TEST(Utf8, NullAndEmptyInputs) {
-  std::unique_ptr<char[]> fromNull(WideToUtf8(nullptr));
-  EXPECT_EQ('\0', fromNull[0]);
-  std::unique_ptr<char[]> fromNullRange(WideToUtf8(nullptr, nullptr));
-  EXPECT_EQ('\0', fromNullRange[0]);
-  const wchar_t* text = L"abc";
-  std::unique_ptr<char[]> fromEmptyRange(WideToUtf8(text, text));
-  EXPECT_EQ('\0', fromEmptyRange[0]);
+  EXPECT_EQ(3u, GetUtf8EncodingBytes(L"\x20AC"));
   EXPECT_EQ(0u, GetUtf8EncodingBytes(nullptr));
-  EXPECT_EQ(0u, GetUtf8EncodingBytes(text, text));
-  EXPECT_EQ(0u, GetUtf8EncodingBytes(L""));
-
-  std::unique_ptr<wchar_t[]> wideFromNull(Utf8ToWide(nullptr, 5));
-  EXPECT_EQ(L'\0', wideFromNull[0]);
-  std::unique_ptr<wchar_t[]> wideFromNothing(Utf8ToWide("abc", 0));
-  EXPECT_EQ(L'\0', wideFromNothing[0]);
+  EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr))[0]);
+  EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr, nullptr))[0]);
+  EXPECT_EQ(L'\0', std::unique_ptr<wchar_t[]>(Utf8ToWide(nullptr, 5))[0]);
   EXPECT_EQ(0u, GetUtf8StringLength(nullptr, 5));
   EXPECT_EQ(0u, GetUtf8StringLength("abc", 0));
 }
 
 TEST(Utf8, DecodesAcceptedSequences) {
-  struct Row {
+  const struct {
     const char* bytes;
     std::uint32_t character;
-  };
-  const Row rows[] = {
-      {"00", 0x00},
+  } rows[] = {
       {"7F", 0x7F},
       {"C2 80", 0x80},
       {"DF BF", 0x7FF},
       {"E0 A0 80", 0x800},
-      {"E2 82 AC", 0x20AC},
       {"ED A0 80", 0xD800},  // surrogates are accepted
       {"F0 90 80 80", 0x10000},
       {"F4 90 80 80", 0x110000},  // so are values above U+10FFFF
@@ -136,52 +110,30 @@ TEST(Utf8, DecodesAcceptedSequences) {
       // F8-FB start six-byte sequences in which only the lead byte's lowest bit counts.
       {"F8 88 80 80 80 80", 0x08000000},
       {"F9 84 80 80 80 80", 0x44000000},
-      {"FB BF BF BF BF BF", 0x7FFFFFFF},
       {"FC 84 80 80 80 80", 0x4000000},
       {"FD 80 80 80 80 80", 0x40000000},  // FD needs no minimum second byte
       {"FD BF BF BF BF BF", 0x7FFFFFFF},
   };
-  for (const Row& row : rows) {
-    const std::wstring wide = DecodeAtEndOfBlock(Hex(row.bytes));
-    ASSERT_EQ(1u, wide.size()) << row.bytes;
-    EXPECT_EQ(row.character, static_cast<std::uint32_t>(wide[0])) << row.bytes;
+  for (const auto& row : rows) {
+    EXPECT_EQ(std::wstring(1, static_cast<wchar_t>(row.character)),
+              DecodeAtEndOfBlock(Hex(row.bytes)))
+        << row.bytes;
   }
   // Embedded NULs are characters like any other.
   EXPECT_EQ(std::wstring(L"a\0b", 3), DecodeAtEndOfBlock(Hex("61 00 62")));
 }
 
 TEST(Utf8, RejectsMalformedAndTruncatedSequencesWithoutReadingPastTheEnd) {
-  const char* const rejected[] = {
-      "80",
-      "BF",
-      "41 80",  // continuation byte as lead
-      "C0 80",
-      "C1 BF",  // overlong two-byte forms
-      "C2 41",
-      "C2 C2 80",  // missing continuation
-      "E0 80 80",
-      "E0 9F BF",  // overlong three-byte forms
-      "E1 80 41",
-      "E1 41 80",
-      "F0 80 80 80",
-      "F0 8F BF BF",  // overlong four-byte forms
-      "F1 80 80 41",
-      "F8 80 80 80 80 80",
-      "FC 83 BF BF BF BF",  // overlong six-byte forms
-      "FD 80 80 80 80 41",
-      "FE",
-      "FF",
-      "FE FE FF FF",
-      // Truncated: the counting pass raises before any continuation byte past the end is read.
-      "C2",
-      "E2 82",
-      "61 E2 82",
-      "F0 9F 98",
-      "FD BF BF BF BF",
-      // The encoder's five-byte form of U+200000 announces six bytes when read back.
-      "F8 88 80 80 80",
-  };
-  for (const char* bytes : rejected) {
+  // Stray continuation bytes, overlong two-, three-, four- and six-byte forms, missing
+  // continuations, FE and FF; then truncated sequences, which the counting pass rejects before
+  // any byte past the end is read, and the encoder's five-byte form of U+200000, which announces
+  // six bytes when read back.
+  const std::string rejected =
+      "80 | 41 80 | C0 80 | C1 BF | C2 41 | C2 C2 80 | E0 80 80 | E0 9F BF | E1 80 41 | E1 41 80 |"
+      "F0 80 80 80 | F0 8F BF BF | F1 80 80 41 | F8 80 80 80 80 80 | FC 83 BF BF BF BF |"
+      "FD 80 80 80 80 41 | FE | FF | C2 | E2 82 | 61 E2 82 | F0 9F 98 | FD BF BF BF BF |"
+      "F8 88 80 80 80";
+  for (const std::string& bytes : zo_kel_test::Items(rejected)) {
     SCOPED_TRACE(bytes);
     const AtEndOfBlock input(Hex(bytes));
     EXPECT_KEL_THROW(Utf8ToWide(input.data(), input.size()), InvalidSequence, kInvalidSequenceCode,
@@ -190,8 +142,7 @@ TEST(Utf8, RejectsMalformedAndTruncatedSequencesWithoutReadingPastTheEnd) {
                      kInvalidSequenceCode, "Invalid UTF8 encoding sequence");
   }
   // The count, not a terminator, ends the input: E2 82 AC cut to two bytes is truncated.
-  EXPECT_KEL_THROW(Utf8ToWide("\xE2\x82\xAC", 2), InvalidSequence, kInvalidSequenceCode,
-                   "Invalid UTF8 encoding sequence");
+  EXPECT_THROW(Utf8ToWide("\xE2\x82\xAC", 2), InvalidSequence);
 }
 
 TEST(Utf8, EveryUnicodeScalarAndSurrogateRoundTrips) {
@@ -201,10 +152,8 @@ TEST(Utf8, EveryUnicodeScalarAndSurrogateRoundTrips) {
   const std::uint32_t expectedBytes = 128 + 1920 * 2 + 63488 * 3 + 1048576 * 4;
   EXPECT_EQ(expectedBytes, GetUtf8EncodingBytes(all.data(), all.data() + all.size()));
   std::unique_ptr<char[]> utf8(WideToUtf8(all.data(), all.data() + all.size()));
-  EXPECT_EQ(all.size(), GetUtf8StringLength(utf8.get(), expectedBytes));
   std::unique_ptr<wchar_t[]> back(Utf8ToWide(utf8.get(), expectedBytes));
   EXPECT_TRUE(std::wstring(back.get(), all.size()) == all);
-  EXPECT_EQ(L'\0', back[all.size()]);
 }
 
 TEST(Utf8, SixByteValuesRoundTripFiveByteValuesDoNot) {
@@ -254,29 +203,11 @@ TEST(Utf8, NonAsciiAtEveryPositionAroundTheWordBoundaries) {
   }
 }
 
-TEST(Utf8, MixedTextRoundTrips) {
-  const std::wstring text =
-      L"Gr\xFC\xDF"
-      L"e \x039A\x03B1\x03BB\x03B7 \x65E5\x672C \x1F600 end";
-  const std::string expected =
-      "Gr\xC3\xBC\xC3\x9F"
-      "e \xCE\x9A\xCE\xB1\xCE\xBB\xCE\xB7 \xE6\x97\xA5\xE6\x9C\xAC "
-      "\xF0\x9F\x98\x80 end";
-  const zo_kel_test::Bytes bytes(expected.begin(), expected.end());
-  EXPECT_EQ(ToHex(bytes), EncodeHex(text.data(), text.size()));
-  EXPECT_TRUE(DecodeAtEndOfBlock(bytes) == text);
-}
-
-bool RefuseEverything(unsigned long long) { return true; }
-
 TEST(Utf8, ExhaustedMemoryPropagates) {
-  const zo::kel::detail::AllocationHook previous =
-      zo::kel::detail::SetAllocationHook(&RefuseEverything);
+  const zo_kel_test::RefuseAllocationsFrom hook(0);
   EXPECT_THROW(WideToUtf8(L"abc"), std::bad_alloc);
   EXPECT_THROW(Utf8ToWide("abc", 3), std::bad_alloc);
-  // Counting allocates nothing.
-  EXPECT_EQ(3u, GetUtf8StringLength("abc", 3));
-  zo::kel::detail::SetAllocationHook(previous);
+  EXPECT_EQ(3u, GetUtf8StringLength("abc", 3));  // counting allocates nothing
 }
 
 }  // namespace

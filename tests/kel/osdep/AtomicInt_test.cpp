@@ -13,43 +13,36 @@ using zo::kel::osdep::AtomicInt;
 using zo::kel::osdep::CriticalSection;
 using zo::kel::osdep::CriticalSectionGuard;
 
-TEST(AtomicInt, OperationsReturnNewValues) {
+TEST(AtomicInt, OperationsReturnNewValuesAndCompareExchangeTheValueFound) {
   AtomicInt count(1);
   EXPECT_EQ(2, count.increment());
   EXPECT_EQ(1, count.decrement());
   EXPECT_EQ(0, count.decrement());
   EXPECT_EQ(-1, count.decrement());
+  EXPECT_EQ(-1, count.compareExchange(-1, 7));
+  EXPECT_EQ(7, count.compareExchange(5, 9));  // no match: unchanged
+  EXPECT_TRUE(count == 7 && count != 6 && count > 6 && count >= 7 && !(count > 7));
   count.replace(41);
   EXPECT_EQ(41, count.getCount());
-  EXPECT_TRUE(count == 41);
-  EXPECT_TRUE(count != 40);
-  EXPECT_TRUE(count > 40);
-  EXPECT_TRUE(count >= 41);
-  EXPECT_FALSE(count > 41);
 }
 
-TEST(AtomicInt, CompareExchangeReportsTheValueFound) {
-  AtomicInt count(5);
-  EXPECT_EQ(5, count.compareExchange(5, 7));
-  EXPECT_EQ(7, count.getCount());
-  AtomicInt other(6);
-  EXPECT_EQ(6, other.compareExchange(5, 7));
-  EXPECT_EQ(6, other.getCount());
+// Runs body on four threads at once and waits for them.
+template <typename Body>
+void OnFourThreads(Body body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) threads.emplace_back(body);
+  for (auto& th : threads) th.join();
 }
 
 TEST(AtomicInt, ConcurrentIncrementsAndDecrementsBalance) {
   AtomicInt count(0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&count] {
-      for (int i = 0; i < 20000; ++i) {
-        count.increment();
-        count.decrement();
-        count.increment();
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnFourThreads([&count] {
+    for (int i = 0; i < 20000; ++i) {
+      count.increment();
+      count.decrement();
+      count.increment();
+    }
+  });
   EXPECT_EQ(80000, count.getCount());
 }
 
@@ -73,17 +66,13 @@ TEST(CriticalSection, OwnerMayEnterAgainOthersMayNot) {
 TEST(CriticalSection, GuardSerialisesUpdates) {
   CriticalSection lock(nullptr);
   long total = 0;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < 10000; ++i) {
-        CriticalSectionGuard guard(lock);
-        CriticalSectionGuard again(lock);
-        ++total;
-      }
-    });
-  }
-  for (auto& th : threads) th.join();
+  OnFourThreads([&] {
+    for (int i = 0; i < 10000; ++i) {
+      CriticalSectionGuard guard(lock);
+      CriticalSectionGuard again(lock);
+      ++total;
+    }
+  });
   EXPECT_EQ(40000, total);
 }
 

@@ -80,35 +80,33 @@ TEST(IConv, Utf16LittleEndianToWide) {
   }
 }
 
-TEST(IConv, NarrowAndWideThroughAscii) {
-  EXPECT_EQ(W(L"a?b"), (Convert<char, wchar_t>(N("a\xE9"
-                                                 "b"),
-                                               "US-ASCII", "wchar_t", 8)));
-  EXPECT_EQ(W(std::wstring(L"a\0b", 3)),
-            (Convert<char, wchar_t>(N(std::string("a\0b", 3)), "US-ASCII", "wchar_t", 8)));
-  EXPECT_EQ(N("a?b"), (Convert<wchar_t, char>(W(L"a\x20AC"
-                                                L"b"),
-                                              "wchar_t", "US-ASCII", 8)));
-  EXPECT_EQ(N("??"), (Convert<wchar_t, char>(W(L"\x80\x1F600"), "wchar_t", "US-ASCII", 8)));
-  EXPECT_EQ(N("ab"), (Convert<wchar_t, char>(W(L"abcd"), "wchar_t", "US-ASCII", 2)));
-}
-
-TEST(IConv, EmptyNameIsTheLocaleCodeSet) {
-  {
-    const ScopedLocale utf8("C.UTF-8");
-    ASSERT_TRUE(utf8.ok());
-    EXPECT_EQ(W(L"\x20AC!"), (Convert<char, wchar_t>(N("\xE2\x82\xAC!"), "", "wchar_t", 8)));
-    // An incomplete sequence at the end: one '?' per byte skipped.
-    EXPECT_EQ(W(L"x??"), (Convert<char, wchar_t>(N("x\xE2\x82"), "", "wchar_t", 8)));
-    EXPECT_EQ(W(L"?y"), (Convert<char, wchar_t>(N("\xFFy"), "", "wchar_t", 8)));
-    EXPECT_EQ(N("\xE2\x82\xAC\xF0\x9F\x98\x80"),
-              (Convert<wchar_t, char>(W(L"\x20AC\x1F600"), "wchar_t", "", 16)));
-    EXPECT_EQ(N("?"), (Convert<wchar_t, char>({static_cast<wchar_t>(0xD800)}, "wchar_t", "", 8)));
+TEST(IConv, NarrowAndWideThroughAsciiAndTheLocaleCodeSet) {
+  const struct {
+    const char* codeSet;  // "" for the locale's
+    const char* locale;
+    std::string narrow;
+    std::wstring wide;  // of narrow
+    std::string back;   // of wide
+  } rows[] = {
+      {"US-ASCII", "C", "a\xE9z", L"a?z", "a?z"},
+      {"US-ASCII", "C", std::string("a\0b", 3), std::wstring(L"a\0b", 3), std::string("a\0b", 3)},
+      {"", "C.UTF-8", "\xE2\x82\xAC!", L"\x20AC!", "\xE2\x82\xAC!"},
+      {"", "C.UTF-8", "x\xE2\x82", L"x??", "x??"},  // one '?' per byte of a cut sequence
+      {"", "C.UTF-8", "\xFFy", L"?y", "?y"},
+      {"", "C", "\xE2\x82\xAC!", L"??\?!", "??\?!"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.locale);
+    const ScopedLocale locale(row.locale);
+    ASSERT_TRUE(locale.ok());
+    EXPECT_EQ(W(row.wide), (Convert<char, wchar_t>(N(row.narrow), row.codeSet, "wchar_t", 8)));
+    EXPECT_EQ(N(row.back), (Convert<wchar_t, char>(W(row.wide), "wchar_t", row.codeSet, 8)));
   }
-  const ScopedLocale c("C");
-  ASSERT_TRUE(c.ok());
-  EXPECT_EQ(W(L"???" L"!"), (Convert<char, wchar_t>(N("\xE2\x82\xAC!"), "", "wchar_t", 8)));
-  EXPECT_EQ(N("?!"), (Convert<wchar_t, char>(W(L"\x20AC!"), "wchar_t", "", 8)));
+  const ScopedLocale utf8("C.UTF-8");
+  EXPECT_EQ(N("\xE2\x82\xAC\xF0\x9F\x98\x80"),
+            (Convert<wchar_t, char>(W(L"\x20AC\x1F600"), "wchar_t", "", 16)));
+  EXPECT_EQ(N("?"), (Convert<wchar_t, char>({static_cast<wchar_t>(0xD800)}, "wchar_t", "", 8)));
+  EXPECT_EQ(N("ab"), (Convert<wchar_t, char>(W(L"abcd"), "wchar_t", "US-ASCII", 2)));
 }
 
 TEST(IConv, UnopenableConverterThrowsInvalidLocaleAndWritesNothing) {

@@ -21,25 +21,14 @@ AbsTime At(std::uint32_t w3, std::uint32_t w2, std::uint32_t w1, std::uint32_t w
   return AbsTime(F(w3, w2, w1, w0));
 }
 
-TEST(AbsTime, ConstructionAndLimits) {
+TEST(AbsTime, ConstructionLimitsAndTheSplitAtTheFloor) {
   EXPECT_EQ("00000000 00000005 40000000 00000000", W(AbsTime(5.0, 0.25).value()));
   // Whole seconds and a fraction far below a double's resolution at that size stay apart.
   EXPECT_EQ("00000000 7C25B080 00000000 00000400", W(AbsTime(2082844800.0, 0x1p-54).value()));
   EXPECT_EQ("FFFFFFFF FFFFFFFD 80000000 00000000", W(RelTime(-2.0, -0.5).value()));
-  EXPECT_EQ("00000000 00000000 00000000 00000000", W(AbsTime().value()));
   EXPECT_EQ("80000000 00000000 00000000 00000000", W(AbsTime::min.value()));
   EXPECT_EQ("7FFFFFFF FFFFFFFF FFFFFFFF FFFFFFFF", W(AbsTime::max.value()));
-  EXPECT_TRUE(AbsTime::min < AbsTime(-1e18, 0.0));
-  EXPECT_TRUE(AbsTime::max > AbsTime(1e18, 0.0));
-}
-
-TEST(AbsTime, SecondsAndFractionSplitAtTheFloor) {
-  const AbsTime t(5.0, 0.25);
-  EXPECT_EQ(5, t.getSeconds());
-  EXPECT_EQ(0.25, t.getFraction());
   const RelTime minus(-0.75, 0.0);
-  EXPECT_EQ(-1, minus.getSecondsImpl());
-  EXPECT_EQ(0.25, minus.getFractionImpl());
   EXPECT_EQ(-1, minus.getSeconds());
   EXPECT_EQ(0.25, minus.getFraction());
   EXPECT_EQ(2082844800, AbsTime(2082844800.0, 0.999).getSeconds());
@@ -69,29 +58,16 @@ TEST(AbsTime, FractionsThatRoundToOneCarryIntoTheSeconds) {
 }
 
 TEST(tSSTimeValue, RoundingMethods) {
-  struct Case {
+  const std::int32_t even = nZOSS100::kRoundNearestEven, floor = nZOSS100::kRoundFloor,
+                     up = nZOSS100::kRoundUp, down = nZOSS100::kRoundDown;
+  const struct {
     double seconds;
-    std::int32_t method;
-    std::int32_t expected;
-  };
-  const Case cases[] = {
-      {2.5, nZOSS100::kRoundNearestEven, 2},
-      {3.5, nZOSS100::kRoundNearestEven, 4},
-      {-2.5, nZOSS100::kRoundNearestEven, -2},
-      {-3.5, nZOSS100::kRoundNearestEven, -4},
-      {2.75, nZOSS100::kRoundNearestEven, 3},
-      {2.25, nZOSS100::kRoundNearestEven, 2},
-      {-2.75, nZOSS100::kRoundNearestEven, -3},
-      {2.7, nZOSS100::kRoundFloor, 2},
-      {-2.3, nZOSS100::kRoundFloor, -3},
-      {-2.0, nZOSS100::kRoundFloor, -2},
-      {2.3, nZOSS100::kRoundUp, 3},
-      {-2.3, nZOSS100::kRoundUp, -2},
-      {2.0, nZOSS100::kRoundUp, 2},
-      {2.7, nZOSS100::kRoundDown, 2},
-      {-2.3, nZOSS100::kRoundDown, -3},
-  };
-  for (const Case& c : cases) {
+    std::int32_t method, expected;
+  } cases[] = {{2.5, even, 2},    {3.5, even, 4},    {-2.5, even, -2},  {-3.5, even, -4},
+               {2.75, even, 3},   {2.25, even, 2},   {-2.75, even, -3}, {2.7, floor, 2},
+               {-2.3, floor, -3}, {-2.0, floor, -2}, {2.3, up, 3},      {-2.3, up, -2},
+               {2.0, up, 2},      {2.7, down, 2},    {-2.3, down, -3}};
+  for (const auto& c : cases) {
     std::int32_t status = 0;
     EXPECT_EQ(c.expected,
               RelTime(c.seconds, 0.0).getI32ByUnits(nZOSS100::kSeconds, c.method, &status))

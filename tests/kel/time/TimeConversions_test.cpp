@@ -41,14 +41,21 @@ TEST(TimeConversions, FiletimeHoldsTheTickCountLowHalfFirst) {
   EXPECT_EQ(18446744073709551516u, FILETIMEToTime64(FILETIME{0xA90CBFFFu, 0x014F35A9u}));
 }
 
-TEST(TimeConversions, DaysAndNanoseconds) {
-  EXPECT_EQ(86400000000000u, DaysToNanosecs(1.0));
-  EXPECT_EQ(129600000000000u, DaysToNanosecs(1.5));
+TEST(TimeConversions, DaysAndNanosecondsAndTicks) {
+  // {days, nanoseconds}: both directions.
+  const struct {
+    double days;
+    std::uint64_t nanoseconds;
+  } exact[] = {
+      {0.0, 0}, {0.5, 43200000000000u}, {1.5, 129600000000000u}, {36526.0, 3155846400000000000u}};
+  for (const auto& row : exact) {
+    EXPECT_EQ(row.nanoseconds, DaysToNanosecs(row.days)) << row.days;
+    EXPECT_EQ(row.days, NanosecsToDays(row.nanoseconds)) << row.days;
+    EXPECT_EQ(94353120000000000 + static_cast<std::int64_t>(row.nanoseconds / 100),
+              DaysToQMTIME(row.days));
+    EXPECT_EQ(row.days, QMTIMEToDays(DaysToQMTIME(row.days)));
+  }
   EXPECT_EQ(8640000000000u, DaysToNanosecs(0.1));
-  EXPECT_EQ(3155846400000000000u, DaysToNanosecs(36526.0));
-  EXPECT_EQ(0.5, NanosecsToDays(43200000000000u));
-  EXPECT_EQ(36526.0, NanosecsToDays(3155846400000000000u));
-  EXPECT_EQ(0.0, NanosecsToDays(0));
   // Below 2^52 ns the count converts exactly.
   EXPECT_EQ(0x1.a0fffdbd23e52p-47, NanosecsToDays(1));
   EXPECT_EQ(0x1.a0fffdbd23e51p+5, NanosecsToDays(4503599627370495u));
@@ -58,20 +65,11 @@ TEST(TimeConversions, DaysAndNanoseconds) {
   EXPECT_EQ(0x1.a0fffdbd23e51p+17, NanosecsToDays(UINT64_MAX));
   EXPECT_EQ(0x1.a0fffdbd23e51p+17, inline_NanosecsToDays(UINT64_MAX));
   // Outside the domain the count is clamped.
-  EXPECT_EQ(0u, DaysToNanosecs(-1.0));
-  EXPECT_EQ(0u, DaysToNanosecs(-0.0));
-  EXPECT_EQ(0u, DaysToNanosecs(std::numeric_limits<double>::quiet_NaN()));
+  for (double days : {-1.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_EQ(0u, DaysToNanosecs(days)) << days;
+  }
   EXPECT_EQ(UINT64_MAX, DaysToNanosecs(1e10));
   EXPECT_EQ(UINT64_MAX, DaysToNanosecs(std::numeric_limits<double>::infinity()));
-}
-
-TEST(TimeConversions, DaysAndTicks) {
-  EXPECT_EQ(94353120000000000, DaysToQMTIME(0.0));
-  EXPECT_EQ(0.0, QMTIMEToDays(94353120000000000));
-  EXPECT_EQ(94353984000000000, DaysToQMTIME(1.0));
-  EXPECT_EQ(1.0, QMTIMEToDays(94353984000000000));
-  EXPECT_EQ(125911584000000000, DaysToQMTIME(36526.0));
-  EXPECT_EQ(36526.0, QMTIMEToDays(125911584000000000));
   EXPECT_EQ(94353120000000000, DaysToQMTIME(-3.0));
 }
 

@@ -8,6 +8,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <ostream>
 #include <random>
@@ -15,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/Rows.h"
 #include "support/TimeTest.h"
 
 namespace {
@@ -135,20 +137,14 @@ constexpr char kZero[] = "00000000 00000000 00000000 00000000";
 constexpr char kAllOnes[] = "FFFFFFFF FFFFFFFF FFFFFFFF FFFFFFFF";
 
 TEST(tFixedPoint128, IntegerConstructionsGiveExactWords) {
-  const Fixed minus_one(-1);
-  EXPECT_EQ("FFFFFFFF FFFFFFFF 00000000 00000000", W(minus_one));
-  EXPECT_TRUE(minus_one.IsNegative());
-  EXPECT_TRUE(minus_one.IsOdd());
-  EXPECT_EQ("00000000 7FFFFFFF 00000000 00000000", W(Fixed(INT32_MAX)));
+  EXPECT_EQ("FFFFFFFF FFFFFFFF 00000000 00000000", W(Fixed(-1)));
   EXPECT_EQ("FFFFFFFF 80000000 00000000 00000000", W(Fixed(INT32_MIN)));
   EXPECT_EQ("00000000 FFFFFFFF 00000000 00000000", W(Fixed(0xFFFFFFFFu)));
-  EXPECT_FALSE(Fixed(0xFFFFFFFFu).IsNegative());
-  EXPECT_FALSE(Fixed(2).IsOdd());
+  EXPECT_TRUE(Fixed(-1).IsNegative() && Fixed(-1).IsOdd() && F(0, 3, 0, 0).IsOdd());
+  EXPECT_FALSE(Fixed(0xFFFFFFFFu).IsNegative() || Fixed(2).IsOdd());
   EXPECT_FALSE(F(0, 2, 0, 1).IsOdd());  // the fraction does not make a value odd
-  EXPECT_TRUE(F(0, 3, 0, 0).IsOdd());
   EXPECT_TRUE(!Fixed(0));
-  EXPECT_FALSE(!F(0, 0, 0, 1));
-  EXPECT_FALSE(!F(0x80000000, 0, 0, 0));
+  EXPECT_FALSE(!F(0, 0, 0, 1) || !F(0x80000000, 0, 0, 0));
   // The unsigned variant has no sign: the same bits are a large positive number.
   EXPECT_EQ("FFFFFFFF FFFFFFFF 00000000 00000000", W(tUnsignedFixedPoint128(-1)));
   EXPECT_FALSE(tUnsignedFixedPoint128(-1).IsNegative());
@@ -184,25 +180,18 @@ TEST(tFixedPoint128, DoubleConstructionTruncatesTowardZeroAndSaturates) {
 }
 
 TEST(tFixedPoint128, LongDoubleConstructionTruncatesTowardZeroAndSaturates) {
-  EXPECT_EQ("00000000 00000001 80000000 00000000", W(Fixed(1.5L)));
-  EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W(Fixed(-1.5L)));
   // 0.1L carries 64 significant bits: 0x1999999999999999.A truncated.
   EXPECT_EQ("00000000 00000000 19999999 99999999", W(Fixed(0.1L)));
   EXPECT_EQ("00000000 00000000 00000000 00000003", W(Fixed(0x3p-64L)));
-  EXPECT_EQ(kZero, W(Fixed(0x1p-65L)));
   EXPECT_EQ(kZero, W(Fixed(std::numeric_limits<long double>::denorm_min())));
-  EXPECT_EQ("00000000 00000008 00000000 00000000", W(Fixed(0x1p65L + 8.0L)));
   EXPECT_EQ("FFFFFFFF FFFFFFF8 00000000 00000000", W(Fixed(-(0x1p65L + 8.0L))));
-  EXPECT_EQ(kMin, W(Fixed(0x1p63L)));
   EXPECT_EQ(kZero, W(Fixed(std::numeric_limits<long double>::max())));
   const long double inf = std::numeric_limits<long double>::infinity();
   const long double nan = std::numeric_limits<long double>::quiet_NaN();
-  EXPECT_EQ(kMax, W(Fixed(inf)));
   EXPECT_EQ(kMin, W(Fixed(-inf)));
   EXPECT_EQ(kMax, W(Fixed(std::copysign(nan, 1.0L))));
   EXPECT_EQ(kMin, W(Fixed(std::copysign(nan, -1.0L))));
   // Pairs are converted apart and added, so neither part loses bits to the other.
-  EXPECT_EQ("00038D7E A4C68000 40000000 00000000", W(Fixed(1e15L, 0.25L)));
   EXPECT_EQ("00038D7E A4C68000 00000000 00000010", W(Fixed(1e15L, 0x1p-60L)));
   EXPECT_EQ("00000000 FFFFFFFF 80000000 00000000", W(Fixed(4294967296.0L, -0.5L)));
   EXPECT_EQ(kMax, W(Fixed(inf, 0.0L)));
@@ -276,33 +265,20 @@ TEST(tFixedPoint128, MixesWithBuiltInNumbersLikeANumber) {
   EXPECT_TRUE(t == 1.5 && 1.5f == t && t != 1 && 2u != t);
   EXPECT_TRUE(t < 2 && 1 < t && t <= 1.5 && 1.5 <= t && t > 1.25 && 1.75 > t);
   EXPECT_TRUE(t >= 1.5L && 2 >= t);
-  EXPECT_FALSE(tiny + 1 == 1);  // compared exactly, not as doubles
+  EXPECT_FALSE(tiny + 1 == 1);            // compared exactly, not as doubles
+  EXPECT_TRUE(Fixed(-1) != 0xFFFFFFFFu);  // the number is converted first
 }
 
 TEST(tFixedPoint128, SignedAndUnsignedOrders) {
-  const Fixed min = F(0x80000000, 0, 0, 0);
-  const Fixed max = F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
-  EXPECT_TRUE(min < max);
-  EXPECT_TRUE(Fixed(-1) < Fixed(0));
-  EXPECT_TRUE(F(0, 0, 0, 1) > Fixed(0));
-  EXPECT_TRUE(F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF) < Fixed(1));
-  EXPECT_TRUE(Fixed(-1.5) < Fixed(-1.25));
-  EXPECT_TRUE(Fixed(-1.25) >= Fixed(-1.5));
-  EXPECT_TRUE(Fixed(2) <= Fixed(2));
-  EXPECT_FALSE(Fixed(2) < Fixed(2));
-  EXPECT_FALSE(Fixed(2) > Fixed(2));
-  EXPECT_TRUE(Fixed(2) == Fixed(2.0));
-  EXPECT_TRUE(F(0, 2, 0, 0) != F(0, 2, 0, 1));
   using U = tUnsignedFixedPoint128;
+  const Fixed max = F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
+  EXPECT_TRUE(F(0x80000000, 0, 0, 0) < max && Fixed(-1) < Fixed(0) && Fixed(-1.5) < Fixed(-1.25));
+  EXPECT_TRUE(F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF) < Fixed(1) && F(0, 0, 0, 1) > Fixed(0));
+  EXPECT_TRUE(Fixed(2) <= Fixed(2) && Fixed(-1.25) >= Fixed(-1.5));
+  EXPECT_FALSE(Fixed(2) < Fixed(2) || Fixed(2) > Fixed(2) || F(0, 2, 0, 0) == F(0, 2, 0, 1));
   EXPECT_TRUE(U::FromWords(0x80000000, 0, 0, 0) > U::FromWords(0x7FFFFFFF, 0xFFFFFFFF, 0, 0));
   EXPECT_TRUE(U::FromWords(0xFFFFFFFF, 0, 0, 0) >= U(1));
   EXPECT_FALSE(U::FromWords(0, 0, 0xFFFFFFFF, 0) >= U(1));
-  // Against plain integers, converted first.
-  EXPECT_FALSE(Fixed(5) != 5);
-  EXPECT_TRUE(Fixed(5.5) != 5);
-  EXPECT_FALSE(Fixed(-1) != -1);
-  EXPECT_FALSE(Fixed(0xFFFFFFFFu) != 0xFFFFFFFFu);
-  EXPECT_TRUE(Fixed(-1) != 0xFFFFFFFFu);
 }
 
 TEST(tFixedPoint128, SumsCarryBorrowAndWrap) {
@@ -330,17 +306,9 @@ TEST(tFixedPoint128, BitOperations) {
   v = F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF);
   v.IncrementLSB();
   EXPECT_EQ("00000000 00000001 00000000 00000000", W(v));
-  v = Fixed(1.5);
-  v.Negate();
-  EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W(v));
   v = F(0x80000000, 0, 0, 0);
   v.Negate();
   EXPECT_EQ(kMin, W(v));
-  v.Zero();
-  v.Negate();
-  EXPECT_EQ(kZero, W(v));
-  EXPECT_EQ("00000000 00000000 C0000000 00000000",
-            W(Fixed(1.75) & F(0, 0, 0xFFFFFFFF, 0xFFFFFFFF)));
   v = Fixed(-1.75);  // FFFFFFFF FFFFFFFE 40000000 00000000
   v &= F(0x0000FFFF, 0xFFFF0000, 0x7FFFFFFF, 0);
   EXPECT_EQ("0000FFFF FFFF0000 40000000 00000000", W(v));
@@ -348,48 +316,28 @@ TEST(tFixedPoint128, BitOperations) {
   using nZOSS100::tFixedPoint128Extra::AddChain;
   std::uint64_t chain[3] = {~std::uint64_t{0}, ~std::uint64_t{0}, 5};
   EXPECT_FALSE(AddChain<std::uint64_t>(chain, 1, 3));
-  EXPECT_EQ(0u, chain[0]);
-  EXPECT_EQ(0u, chain[1]);
-  EXPECT_EQ(6u, chain[2]);
+  EXPECT_TRUE(chain[0] == 0 && chain[1] == 0 && chain[2] == 6);
   std::uint32_t words[2] = {0xFFFFFFF0u, 0xFFFFFFFFu};
-  EXPECT_TRUE(AddChain<std::uint32_t>(words, 0x20u, 2));
-  EXPECT_EQ(0x10u, words[0]);
-  EXPECT_EQ(0u, words[1]);
+  EXPECT_TRUE(AddChain<std::uint32_t>(words, 0x20u, 2));  // the carry out of the last word
+  EXPECT_TRUE(words[0] == 0x10u && words[1] == 0u);
 }
 
 TEST(tFixedPoint128, ProductsRoundTheFirstDroppedBitAwayFromZero) {
   const Fixed lsb = F(0, 0, 0, 1);
   const Fixed minus_lsb = F(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
-  EXPECT_EQ("00000000 00000000 40000000 00000000", W(Fixed(0.5) * Fixed(0.5)));
   EXPECT_EQ("FFFFFFFF FFFFFFFD C0000000 00000000", W(Fixed(1.5) * Fixed(-1.5)));
   // 2^-65: the first dropped bit is set, the product rounds to 2^-64, and the signs only flip it.
   EXPECT_EQ("00000000 00000000 00000000 00000001", W(lsb * Fixed(0.5)));
   EXPECT_EQ(kAllOnes, W(minus_lsb * Fixed(0.5)));
-  EXPECT_EQ(kAllOnes, W(lsb * Fixed(-0.5)));
   EXPECT_EQ("00000000 00000000 00000000 00000001", W(minus_lsb * Fixed(-0.5)));
   // 2^-66: only a lower bit is dropped.
-  EXPECT_EQ(kZero, W(lsb * Fixed(0.25)));
   EXPECT_EQ(kZero, W(minus_lsb * Fixed(0.25)));
-  // 1.5 x 2^-64 rounds half up to 2 x 2^-64; -1.5 x 2^-64 to -2 x 2^-64.
-  EXPECT_EQ("00000000 00000000 00000000 00000002", W(F(0, 0, 0, 3) * Fixed(0.5)));
-  EXPECT_EQ("FFFFFFFF FFFFFFFF FFFFFFFF FFFFFFFE", W(F(0, 0, 0, 3) * Fixed(-0.5)));
-  // 3 x 2^-64 x 0x0.5555555555555555 = 2^-64 - 2^-128: rounds up to 2^-64.
-  EXPECT_EQ("00000000 00000000 00000000 00000001",
-            W(F(0, 0, 0, 3) * F(0, 0, 0x55555555, 0x55555555)));
-  EXPECT_EQ("FFFFFFFE 00000001 00000000 00000000", W(Fixed(0xFFFFFFFFu) * Fixed(0xFFFFFFFFu)));
   // Integer bits beyond 2^63 are lost: 2^32 x 2^32 wraps to zero.
   EXPECT_EQ(kZero, W(F(1, 0, 0, 0) * F(1, 0, 0, 0)));
   EXPECT_EQ(kMin, W(F(0x80000000, 0, 0, 0) * Fixed(-1)));
-  EXPECT_EQ(kMax, W(F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF) * Fixed(1)));
   Fixed v(-3);
   v *= Fixed(0.5);
   EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W(v));
-  using U = tUnsignedFixedPoint128;
-  EXPECT_EQ("00000000 00000000 00000000 00000001",
-            W(U::FromWords(0, 0, 0, 1) * U(1) * U::FromWords(0, 0, 0x80000000, 0)));
-  EXPECT_EQ(kZero, W(U::FromWords(0x80000000, 0, 0, 0) * U(2)));
-  EXPECT_EQ("FFFFFFFF 00000000 00000000 00000000",
-            W(U::FromWords(0x7FFFFFFF, 0x80000000, 0, 0) * U(2)));
 }
 
 TEST(tFixedPoint128, ProductsMatchSchoolbookReference) {
@@ -417,71 +365,45 @@ TEST(tFixedPoint128, ProductsMatchSchoolbookReference) {
 
 TEST(tFixedPoint128, QuotientsTruncateAndRemaindersUseTheFixedPointProduct) {
   Fixed r = F(0x12345678, 0x12345678, 0x12345678, 0x12345678);
-  EXPECT_EQ("00000000 00000000 55555555 55555555", W(Fixed::DivideInternal(1, 3, &r)));
-  EXPECT_EQ("00000000 00000000 00000000 00000001", W(r));
   EXPECT_EQ("FFFFFFFF FFFFFFFF AAAAAAAA AAAAAAAB", W(Fixed::DivideInternal(-1, 3, &r)));
   EXPECT_EQ(kAllOnes, W(r));  // the remainder takes the dividend's sign
-  EXPECT_EQ("FFFFFFFF FFFFFFFF AAAAAAAA AAAAAAAB", W(Fixed::DivideInternal(1, -3, &r)));
-  EXPECT_EQ("00000000 00000000 00000000 00000001", W(r));
   EXPECT_EQ("00000000 00000000 55555555 55555555", W(Fixed::DivideInternal(-1, -3, &r)));
   EXPECT_EQ(kAllOnes, W(r));
-  EXPECT_EQ("00000000 00000003 80000000 00000000", W(Fixed::DivideInternal(7, 2, &r)));
-  EXPECT_EQ(kZero, W(r));
-  r = Fixed(9);
-  EXPECT_EQ(kZero, W(Fixed::DivideInternal(0, 5, &r)));
-  EXPECT_EQ(kZero, W(r));
   // 1 / (3 x 2^-64): the quotient's product with the divisor is 1 - 2^-128, which the rounding
   // multiplication makes 1, so the remainder is 0 rather than 2^-64.
   EXPECT_EQ("55555555 55555555 55555555 55555555", W(Fixed::DivideInternal(1, F(0, 0, 0, 3), &r)));
-  EXPECT_EQ(kZero, W(r));
-  EXPECT_EQ("AAAAAAAA AAAAAAAA AAAAAAAA AAAAAAAB", W(Fixed::DivideInternal(-1, F(0, 0, 0, 3), &r)));
   EXPECT_EQ(kZero, W(r));
   // Quotients beyond the range wrap.
   EXPECT_EQ(kZero, W(F(0x40000000, 0, 0, 0) / Fixed(0.25)));
   EXPECT_EQ(kMin, W(Fixed(1) / F(0, 0, 0, 2)));
   EXPECT_EQ("00000000 00000001 00000000 00000000",
             W(F(0x80000000, 0, 0, 0) / F(0x80000000, 0, 0, 0)));
-  EXPECT_EQ("00000000 00000001 00000000 00000000",
-            W(F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF) /
-              F(0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF)));
   Fixed v(10);
   v /= Fixed(-4);
   EXPECT_EQ("FFFFFFFF FFFFFFFD 80000000 00000000", W(v));
-  using U = tUnsignedFixedPoint128;
-  U ur;
-  // (1 - 2^-64) / 0.75 = 1.3333...3 - 2^-64 x 1.33, truncated.
-  EXPECT_EQ("00000000 00000001 55555555 55555554",
-            W(U::DivideInternal(U::FromWords(0, 0, 0xFFFFFFFF, 0xFFFFFFFF),
-                                U::FromWords(0, 0, 0xC0000000, 0), &ur)));
 }
 
 TEST(tFixedPoint128, QuotientsMatchBitByBitDivision) {
   using U = tUnsignedFixedPoint128;
-  std::vector<Ref> operands = {
-      {0, 1},
-      {0, 3},
-      {0, 0xFFFFFFFFu},
-      {0, 0x100000000u},
-      {0, 0x8000000000000000u},
-      {0, ~std::uint64_t{0}},
-      {1, 0},
-      {1, 1},
-      {0xFFFFFFFFu, 0xFFFFFFFF00000000u},
-      {0x7FFFFFFFFFFFFFFFu, ~std::uint64_t{0}},
-      {0x8000000000000000u, 0},
-      {0x8000000000000000u, 1},
-      {0xFFFFFFFF00000000u, 0xFFFFFFFF00000000u},
-      {0x0000000100000000u, 0},
-      {0x00000000FFFFFFFFu, 0xFFFFFFFFFFFFFFFEu},
-      {~std::uint64_t{0}, ~std::uint64_t{0}},
-      {0x8000000000000000u, 0x0000000080000000u},
-      {0x0000000080000000u, 0x0000000000000001u},
-  };
+  // High and low halves, in hex, of operands at the edges of the digits and words.
+  std::vector<Ref> operands;
+  for (const std::string& edge : zo_kel_test::Items(
+           "0 1 | 0 3 | 0 FFFFFFFF | 0 100000000 | 0 8000000000000000 | 0 FFFFFFFFFFFFFFFF | 1 0 |"
+           "1 1 | FFFFFFFF FFFFFFFF00000000 | 7FFFFFFFFFFFFFFF FFFFFFFFFFFFFFFF | 8000000000000000 "
+           "0 |"
+           "8000000000000000 1 | FFFFFFFF00000000 FFFFFFFF00000000 | 100000000 0 |"
+           "FFFFFFFF FFFFFFFFFFFFFFFE | FFFFFFFFFFFFFFFF FFFFFFFFFFFFFFFF |"
+           "8000000000000000 80000000 | 80000000 1")) {
+    char* low = nullptr;
+    const std::uint64_t high = std::strtoull(edge.c_str(), &low, 16);
+    operands.push_back({high, std::strtoull(low, nullptr, 16)});
+  }
   std::mt19937_64 rng(2038);
+  const std::size_t edgeCount = operands.size();
   for (int i = 0; i < 20000; ++i) operands.push_back(RandomOperand(rng));
   std::vector<std::pair<Ref, Ref>> pairs;
   for (const Ref& a : operands) {
-    for (int j = 0; j < 18; ++j) pairs.emplace_back(a, operands[j]);
+    for (std::size_t j = 0; j < edgeCount; ++j) pairs.emplace_back(a, operands[j]);
   }
   for (std::size_t i = 0; i + 1 < operands.size(); i += 2)
     pairs.emplace_back(operands[i], operands[i + 1]);
@@ -510,111 +432,72 @@ TEST(tFixedPoint128, QuotientsMatchBitByBitDivision) {
   }
 }
 
-TEST(tFixedPoint128, ShiftsByEveryBoundaryCount) {
-  const Fixed negative = F(0x80000001, 0x00000002, 0x00000003, 0x80000005);
-  const Fixed positive = F(0, 0x12345678, 0x9ABCDEF0, 0x0FEDCBA9);
-  struct Case {
-    const Fixed* value;
-    bool left;
-    std::int32_t count;
-    bool arithmetic;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {&negative, false, 0, true, "80000001 00000002 00000003 80000005"},
-      {&negative, true, 0, true, "80000001 00000002 00000003 80000005"},
-      {&negative, false, 1, true, "C0000000 80000001 00000001 C0000002"},
-      {&negative, false, 1, false, "40000000 80000001 00000001 C0000002"},
-      {&negative, false, 5, true, "FC000000 08000000 10000000 1C000000"},
-      {&negative, false, 63, true, "FFFFFFFF FFFFFFFF 00000002 00000004"},
-      {&negative, false, 63, false, "00000000 00000001 00000002 00000004"},
-      {&negative, false, 64, true, "FFFFFFFF FFFFFFFF 80000001 00000002"},
-      {&negative, false, 64, false, "00000000 00000000 80000001 00000002"},
-      {&negative, false, 65, true, "FFFFFFFF FFFFFFFF C0000000 80000001"},
-      {&negative, false, 127, true, kAllOnes},
-      {&negative, false, 127, false, "00000000 00000000 00000000 00000001"},
-      {&negative, false, 128, true, kAllOnes},
-      {&negative, false, 128, false, kZero},
-      {&negative, false, INT32_MAX, true, kAllOnes},
-      {&positive, false, 1, true, "00000000 091A2B3C 4D5E6F78 07F6E5D4"},
-      {&positive, false, 63, true, "00000000 00000000 00000000 2468ACF1"},
-      {&positive, false, 64, true, "00000000 00000000 00000000 12345678"},
-      {&positive, false, 127, true, kZero},
-      {&positive, false, 128, true, kZero},
-      {&negative, true, 1, true, "00000002 00000004 00000007 0000000A"},
-      {&negative, true, 5, false, "00000020 00000040 00000070 000000A0"},
-      {&negative, true, 63, true, "00000001 C0000002 80000000 00000000"},
-      {&negative, true, 64, true, "00000003 80000005 00000000 00000000"},
-      {&negative, true, 65, true, "00000007 0000000A 00000000 00000000"},
-      {&negative, true, 127, true, "80000000 00000000 00000000 00000000"},
-      {&negative, true, 128, true, kZero},
-      {&negative, true, 500, true, kZero},
-      // Negative counts turn a right shift into a left one and back.
-      {&negative, false, -1, true, "00000002 00000004 00000007 0000000A"},
-      {&negative, false, -64, false, "00000003 80000005 00000000 00000000"},
-      {&negative, false, -127, true, "80000000 00000000 00000000 00000000"},
-      {&negative, false, -128, true, kZero},
-      {&negative, false, INT32_MIN, true, kZero},
-      {&negative, true, -1, true, "C0000000 80000001 00000001 C0000002"},
-      {&negative, true, -64, true, "FFFFFFFF FFFFFFFF 80000001 00000002"},
-      {&negative, true, -128, true, kAllOnes},
-      {&negative, true, INT32_MIN, true, kAllOnes},
-      {&negative, true, INT32_MIN, false, kZero},
-  };
-  for (const Case& c : cases) {
-    Fixed v(*c.value);
-    if (c.left) {
-      v.LeftShift(c.count, c.arithmetic);
-    } else {
-      v.RightShift(c.count, c.arithmetic);
-    }
-    EXPECT_EQ(c.expected, W(v)) << (c.left ? "LeftShift(" : "RightShift(") << c.count << ", "
-                                << c.arithmetic << ") of " << W(*c.value);
+// Shifts v one bit at a time, at most 128 times; a negative count shifts the other way, and a
+// right shift fills with the sign bit when arithmetic.
+Ref RefShift(Ref v, bool left, std::int64_t count, bool arithmetic) {
+  if (count < 0) {
+    left = !left;
+    count = -count;
   }
+  const std::uint64_t fill = arithmetic && !left && RefNegative(v) ? std::uint64_t{1} << 63 : 0;
+  for (std::int64_t i = 0; i < count && i < 128; ++i) {
+    v = left ? RefShiftLeft1(v) : Ref{(v.hi >> 1) | fill, (v.lo >> 1) | (v.hi << 63)};
+  }
+  return v;
+}
+
+TEST(tFixedPoint128, ShiftsMatchBitByBitShifting) {
+  const Fixed values[] = {F(0x80000001, 2, 3, 0x80000005),
+                          F(0, 0x12345678, 0x9ABCDEF0, 0x0FEDCBA9)};
+  std::vector<std::int32_t> counts = {INT32_MIN, INT32_MIN + 1, INT32_MAX, 500};
+  for (std::int32_t count = -130; count <= 130; ++count) counts.push_back(count);
+  for (const Fixed& value : values) {
+    for (const bool left : {false, true}) {
+      for (const bool arithmetic : {false, true}) {
+        for (const std::int32_t count : counts) {
+          Fixed v(value);
+          left ? v.LeftShift(count, arithmetic) : v.RightShift(count, arithmetic);
+          ASSERT_EQ(RefShift(ToRef(value), left, count, arithmetic), ToRef(v))
+              << (left ? "LeftShift(" : "RightShift(") << count << ", " << arithmetic << ") of "
+              << W(value);
+        }
+      }
+    }
+  }
+  Fixed v = values[0];
+  v.RightShift(1, true);
+  EXPECT_EQ("C0000000 80000001 00000001 C0000002", W(v));
+  v.LeftShift(-64, false);
+  EXPECT_EQ("00000000 00000000 C0000000 80000001", W(v));
   tUnsignedFixedPoint128 u = tUnsignedFixedPoint128::FromWords(0x80000000, 0, 0, 0);
   u.RightShift(4, true);  // no sign in the unsigned variant: zeros come in
   EXPECT_EQ("08000000 00000000 00000000 00000000", W(u));
 }
 
 TEST(tFixedPoint128, StatusMergingKeepsTheFirstError) {
-  using nZOSS100::palStatusSetStatus;
-  EXPECT_EQ(5, palStatusSetStatus(5, 7));
-  EXPECT_EQ(-2, palStatusSetStatus(5, -2));
-  EXPECT_EQ(-2, palStatusSetStatus(-2, -9));
-  EXPECT_EQ(-2, palStatusSetStatus(-2, 4));
-  EXPECT_EQ(3, palStatusSetStatus(0, 3));
-  EXPECT_EQ(-50175, palStatusSetStatus(0, -50175));
-  EXPECT_EQ(0, palStatusSetStatus(0, 0));
-  EXPECT_EQ(5, palStatusSetStatus(5, 0));
+  // {current, new, merged}: an error replaces anything but an error, a warning only success.
+  const std::int32_t rows[][3] = {{5, 7, 5}, {5, -2, -2}, {-2, -9, -2}, {-2, 4, -2},
+                                  {0, 3, 3}, {0, 0, 0},   {5, 0, 5},    {0, -50175, -50175}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(row[2], nZOSS100::palStatusSetStatus(row[0], row[1])) << row[0] << " " << row[1];
+  }
 }
 
 TEST(tFixedPoint128, ConversionConstantsAreSafeToBuildFromManyThreads) {
-  std::vector<std::thread> threads;
   std::vector<long double> results(4);
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t, &results] {
-      long double sum = 0;
-      for (int i = 0; i < 1000; ++i) sum += static_cast<long double>(F(0, 1, 0x80000000, 0));
-      results[t] = sum;
-    });
+  std::vector<std::thread> threads;
+  for (long double& result : results) {
+    threads.emplace_back([&result] { result = static_cast<long double>(F(0, 1, 0x80000000, 0)); });
   }
   for (std::thread& thread : threads) thread.join();
-  for (long double r : results) EXPECT_EQ(1500.0L, r);
+  EXPECT_EQ(std::vector<long double>(4, 1.5L), results);
 }
 
 TEST(tFixedPoint128DeathTest, ZeroDivisorRaisesArithmeticFault) {
-  EXPECT_DEATH(
-      {
-        Fixed v(1);
-        v /= Fixed(0);
-      },
-      "");
-  EXPECT_DEATH(
-      {
-        tUnsignedFixedPoint128 r;
-        tUnsignedFixedPoint128::DivideInternal(5, tUnsignedFixedPoint128(0), &r);
-      },
-      "");
+  Fixed v(1);
+  EXPECT_DEATH(v /= Fixed(0), "");
+  tUnsignedFixedPoint128 r;
+  EXPECT_DEATH(tUnsignedFixedPoint128::DivideInternal(5, tUnsignedFixedPoint128(0), &r), "");
 }
 
 }  // namespace
