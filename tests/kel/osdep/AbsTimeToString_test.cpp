@@ -6,6 +6,7 @@
 #include <sys/time.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -191,8 +192,19 @@ TEST(AbsTimeToString, ConversionsRunInParallelAndTheGlobalLockIsRecursive) {
   g_timeConversionGuard.enter();
   g_timeConversionGuard.enter();
   EXPECT_EQ(L"1970-01-01 00:00:00.250", Utc(Unix(0.0, 0.25), 3));  // the owner converts
+  // Another thread waits while the lock is held. Correct code can never fail this; a slow start
+  // of the thread can only make the check weaker, never wrong.
+  std::atomic<bool> converted{false};
+  std::thread waiter([&converted] {
+    Utc(Unix(0.0), 0);
+    converted = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_FALSE(converted.load());
   g_timeConversionGuard.leave();
   g_timeConversionGuard.leave();
+  waiter.join();
+  EXPECT_TRUE(converted.load());
 
   std::vector<std::thread> threads;
   std::atomic<int> failures{0};
