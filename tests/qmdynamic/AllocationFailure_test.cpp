@@ -1,9 +1,6 @@
-// Exhausted memory at every step of a round trip: a nested value is built, serialized, read
-// back, converted, flattened to a packet and to a TG variant and brought back from each, with the
-// Nth allocation refused for every N (operator new of this program and the library's own
-// allocation hook share the count).
-// Each run must end in std::bad_alloc or success: no crash, no leaked block, and every object
-// either as it was before its step or as a complete run leaves it.
+// Exhausted memory at every step of a round trip (serialize, read back, convert, flatten to a
+// packet and a TG variant and back), the Nth allocation refused for every N: each run ends in
+// std::bad_alloc or success, leaks nothing, and leaves every object as it was or complete.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -20,8 +17,7 @@
 #include "support/OperatorNewOwner.h"
 #include "support/VarDataTest.h"
 
-// This program replaces operator new, which it cannot under ThreadSanitizer; the default, i386
-// and sanitize configurations run it.
+// ThreadSanitizer's runtime owns operator new, which this program replaces.
 #ifdef ZO_KEL_RUNTIME_OWNS_OPERATOR_NEW
 
 TEST(AllocationFailure, EveryRefusedAllocationOfARoundTripEndsCleanly) {
@@ -32,11 +28,9 @@ TEST(AllocationFailure, EveryRefusedAllocationOfARoundTripEndsCleanly) {
 
 namespace {
 
-// Allocations left before one is refused; negative when nothing is refused.
-long g_countdown = -1;
+long g_countdown = -1;  // allocations left before one is refused; negative: none is
 bool g_refused = false;
-// Blocks from operator new not yet deleted.
-long g_liveBlocks = 0;
+long g_liveBlocks = 0;  // blocks from operator new not yet deleted
 
 bool RefuseNow() {
   if (g_countdown < 0) return false;

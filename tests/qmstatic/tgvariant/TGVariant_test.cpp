@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,24 @@ struct Flat {
   Words words;
   Bytes data;
 };
+
+// Descriptor words from hex text, four digits a word: "0004 0021".
+Words W(const std::string& hex) {
+  const Bytes b = Hex(hex);
+  Words w;
+  for (std::size_t i = 0; i + 1 < b.size(); i += 2)
+    w.push_back(static_cast<unsigned short>(b[i] << 8 | b[i + 1]));
+  return w;
+}
+std::string HexOf(const Words& words) {
+  std::string out;
+  char word[6];
+  for (unsigned short w : words) {
+    std::snprintf(word, sizeof word, out.empty() ? "%04X" : " %04X", w);
+    out += word;
+  }
+  return out;
+}
 
 // Flattens into buffers of exactly the reported sizes.
 Flat Flatten(const VarData& v, DictionaryConversion mode, const char* name = "") {
@@ -65,71 +84,50 @@ TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
     VarData value;
     const char* name;
     DictionaryConversion mode;
-    Words words;
+    const char* words;
     const char* data;
     VarData back;  // the value read back
   } cases[] = {
-      {VarData(), "", kNone, {4, 0x0000}, "", VarData()},
-      {VarData(true), "x", kNone, {6, 0x4021, 0x0178}, "01", VarData(true)},
-      {VarData(false), "", kNone, {4, 0x21}, "00", VarData(false)},
-      {VarData(1.5), "ab", kNone, {8, 0x400A, 0x0261, 0x6200}, "3F F8 00 00 00 00 00 00", 1.5},
-      {VarData::num(-2, 1), "abc", kNone, {8, 0x4001, 0x0361, 0x6263}, "FE", VarData::num(-2, 1)},
-      {VarData::num(-3.9, 2), "", kNone, {4, 0x02}, "FF FD", VarData::num(-3, 2)},
-      {VarData::num(-2, 3), "", kNone, {4, 0x03}, "FF FF FF FE", VarData::num(-2, 3)},
+      {VarData(), "", kNone, "0004 0000", "", VarData()},
+      {VarData(true), "x", kNone, "0006 4021 0178", "01", VarData(true)},
+      {VarData(false), "", kNone, "0004 0021", "00", VarData(false)},
+      {VarData(1.5), "ab", kNone, "0008 400A 0261 6200", "3F F8 00 00 00 00 00 00", 1.5},
+      {VarData::num(-2, 1), "abc", kNone, "0008 4001 0361 6263", "FE", VarData::num(-2, 1)},
+      {VarData::num(-3.9, 2), "", kNone, "0004 0002", "FF FD", VarData::num(-3, 2)},
+      {VarData::num(-2, 3), "", kNone, "0004 0003", "FF FF FF FE", VarData::num(-2, 3)},
       // Out-of-range numbers convert as into packet elements (checked in full there): the low
       // bits of the truncated value, or the integer-indefinite value beyond the intermediate
       // width.
-      {VarData::num(300, 4), "", kNone, {4, 0x05}, "2C", VarData::num(44, 4)},
-      {VarData::num(-1, 5), "", kNone, {4, 0x06}, "FF FF", VarData::num(65535, 5)},
-      {VarData::num(4e9, 6), "", kNone, {4, 0x07}, "EE 6B 28 00", VarData::num(4e9, 6)},
-      {VarData::num(1e10, 3), "", kNone, {4, 0x03}, "80 00 00 00", VarData::num(-2147483648.0, 3)},
-      {VarData::num(1.5, 7), "", kNone, {4, 0x09}, "3F C0 00 00", VarData::num(1.5, 7)},
-      {VarData::num(-1e300, 7), "", kNone, {4, 0x09}, "FF 80 00 00", VarData::num(-INFINITY, 7)},
-      {VarData::bitArray(0x12345678),
-       "",
-       kNone,
-       {4, 0x07},
-       "12 34 56 78",
+      {VarData::num(300, 4), "", kNone, "0004 0005", "2C", VarData::num(44, 4)},
+      {VarData::num(-1, 5), "", kNone, "0004 0006", "FF FF", VarData::num(65535, 5)},
+      {VarData::num(4e9, 6), "", kNone, "0004 0007", "EE 6B 28 00", VarData::num(4e9, 6)},
+      {VarData::num(1e10, 3), "", kNone, "0004 0003", "80 00 00 00",
+       VarData::num(-2147483648.0, 3)},
+      {VarData::num(1.5, 7), "", kNone, "0004 0009", "3F C0 00 00", VarData::num(1.5, 7)},
+      {VarData::num(-1e300, 7), "", kNone, "0004 0009", "FF 80 00 00", VarData::num(-INFINITY, 7)},
+      {VarData::bitArray(0x12345678), "", kNone, "0004 0007", "12 34 56 78",
        VarData::num(0x12345678, 6)},
-      {VarData("ab"), "", kNone, {8, 0x30, 0xFFFF, 0xFFFF}, "00 00 00 02 61 62", VarData("ab")},
-      {VarData(L"ab"), "", kNone, {8, 0x30, 0xFFFF, 0xFFFF}, "00 00 00 02 61 62", VarData("ab")},
-      {VarData(raw, 2),
-       "",
-       kNone,
-       {8, 0x30, 0xFFFF, 0xFFFF},
-       "00 00 00 02 00 FF",
+      {VarData("ab"), "", kNone, "0008 0030 FFFF FFFF", "00 00 00 02 61 62", VarData("ab")},
+      {VarData(L"ab"), "", kNone, "0008 0030 FFFF FFFF", "00 00 00 02 61 62", VarData("ab")},
+      {VarData(raw, 2), "", kNone, "0008 0030 FFFF FFFF", "00 00 00 02 00 FF",
        VarData(AString("\0\xFF", 2))},
-      {VarData(time),
-       "",
-       kNone,
-       {4, 0x54},
-       "00 00 00 00 12 34 56 78 80 00 00 00 00 00 00 00",
+      {VarData(time), "", kNone, "0004 0054", "00 00 00 00 12 34 56 78 80 00 00 00 00 00 00 00",
        VarData(time)},
-      {Array({1.5, 2.5}),
-       "",
-       kNone,
-       {14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x0A},
-       "00 00 00 02 3F F8 00 00 00 00 00 00 40 04 00 00 00 00 00 00",
-       Array({1.5, 2.5})},
+      {Array({1.5, 2.5}), "", kNone, "000E 0040 0001 FFFF FFFF 0004 000A",
+       "00 00 00 02 3F F8 00 00 00 00 00 00 40 04 00 00 00 00 00 00", Array({1.5, 2.5})},
       // Cluster elements in the exact order of their keys: "C" < "a" < "b".
-      {Dict({{"b", VarData::num(1, 4)}, {"C", VarData()}, {"a", true}}),
-       "",
-       kCluster,
-       {24, 0x50, 3, 6, 0x4000, 0x0143, 6, 0x4021, 0x0161, 6, 0x4005, 0x0162},
-       "01 01",
+      {Dict({{"b", VarData::num(1, 4)}, {"C", VarData()}, {"a", true}}), "", kCluster,
+       "0018 0050 0003 0006 4000 0143 0006 4021 0161 0006 4005 0162", "01 01",
        Dict({{"b", VarData::num(1, 4)}, {"C", VarData()}, {"a", true}})},
-      {Dict({{"k", 1.5}}),
-       "",
-       kVariant,
-       {4, 0x53},
+      {Dict({{"k", 1.5}}), "", kVariant, "0004 0053",
        "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 0A 3F F8 00 00 00 00 00 00 00 00 00 00",
        Dict({{"k", 1.5}})},
-      {VarData::dict(), "", kVariant, {4, 0x53}, "00 04 00 00 00 00 00 00", VarData::dict()},
+      {VarData::dict(), "", kVariant, "0004 0053", "00 04 00 00 00 00 00 00", VarData::dict()},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.data);
     const Flat f = Flatten(c.value, c.mode, c.name);
-    EXPECT_EQ(c.words, f.words);
+    EXPECT_EQ(c.words, HexOf(f.words));
     EXPECT_EQ(c.data, ToHex(f.data));
     AString name;
     const VarData back = Read(f.words, f.data, c.mode, false, &name);
@@ -230,63 +228,52 @@ Words NestedArrayWords(int arrays) {
 
 TEST(TGVariant, ReaderRefusesMalformedPairs) {
   struct Case {
-    Words words;
+    const char* words;
     const char* data;
     DictionaryConversion mode;
     const char* syntax;  // SyntaxError text, or null for UnableToConvert
   } cases[] = {
-      {{4, 0x55}, "", kNone, nullptr},
-      {{4, 0x04}, "", kNone, nullptr},
-      {{4, 0x4FF}, "", kNone, nullptr},
-      {{14, 0x40, 2, 0xFFFF, 0xFFFF, 4, 0x0A}, "00 00 00 00", kNone, nullptr},
-      {{8, 0x30, 0xFFFF, 0x0000}, "00 00 00 00", kNone, nullptr},
-      {{6, 0x50, 0}, "", kNone, nullptr},
-      {{6, 0x50, 0}, "", kVariant, nullptr},
-      {{4, 0x53}, "00 04 00 00 00 00 00 00", kCluster, nullptr},
-      {{10, 0x50, 1, 4, 0x21}, "01", kCluster, nullptr},
-      {{18, 0x50, 2, 6, 0x4021, 0x0161, 6, 0x4021, 0x0141}, "01 00", kCluster, nullptr},
-      {{4, 0x53}, "00 04 00 21 01 00 00 00 00", kVariant, nullptr},
-      {{4, 0x53},
-       "00 04 00 21 01 00 00 00 01 00 00 00 00 00 04 00 00 00 00 00 00",
-       kVariant,
+      {"0004 0055", "", kNone, nullptr},
+      {"0004 0004", "", kNone, nullptr},
+      {"0004 04FF", "", kNone, nullptr},
+      {"000E 0040 0002 FFFF FFFF 0004 000A", "00 00 00 00", kNone, nullptr},
+      {"0008 0030 FFFF 0000", "00 00 00 00", kNone, nullptr},
+      {"0006 0050 0000", "", kNone, nullptr},
+      {"0006 0050 0000", "", kVariant, nullptr},
+      {"0004 0053", "00 04 00 00 00 00 00 00", kCluster, nullptr},
+      {"000A 0050 0001 0004 0021", "01", kCluster, nullptr},
+      {"0012 0050 0002 0006 4021 0161 0006 4021 0141", "01 00", kCluster, nullptr},
+      {"0004 0053", "00 04 00 21 01 00 00 00 00", kVariant, nullptr},
+      {"0004 0053", "00 04 00 21 01 00 00 00 01 00 00 00 00 00 04 00 00 00 00 00 00", kVariant,
        nullptr},
-      {{}, "", kNone, "SyntaxError: descriptor ends inside a type"},
-      {{2}, "", kNone, "SyntaxError: descriptor ends inside a type"},
-      {{8, 0x21}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
-      {{4, 0x4021}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
-      {{6, 0x4021, 0x0561}, "01", kNone, "SyntaxError: descriptor ends inside a type"},
-      {{1, 0x21}, "01", kNone, "SyntaxError: descriptor length below 2"},
-      {{5, 0x21, 0}, "01", kNone, "SyntaxError: descriptor length is odd"},
-      {{6, 0x21, 0}, "01", kNone, "SyntaxError: descriptor length does not match its words"},
-      {{4, 0x21, 0}, "01", kNone, "SyntaxError: words follow the descriptor"},
-      {{4, 0x21}, "", kNone, "SyntaxError: data ends inside a value"},
-      {{4, 0x21}, "01 02", kNone, "SyntaxError: bytes follow the data"},
-      {{8, 0x30, 0xFFFF, 0xFFFF},
-       "00 00 00 03 61 62",
-       kNone,
-       "SyntaxError: data ends inside a value"},
+      {"", "", kNone, "SyntaxError: descriptor ends inside a type"},
+      {"0002", "", kNone, "SyntaxError: descriptor ends inside a type"},
+      {"0008 0021", "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {"0004 4021", "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {"0006 4021 0561", "01", kNone, "SyntaxError: descriptor ends inside a type"},
+      {"0001 0021", "01", kNone, "SyntaxError: descriptor length below 2"},
+      {"0005 0021 0000", "01", kNone, "SyntaxError: descriptor length is odd"},
+      {"0006 0021 0000", "01", kNone, "SyntaxError: descriptor length does not match its words"},
+      {"0004 0021 0000", "01", kNone, "SyntaxError: words follow the descriptor"},
+      {"0004 0021", "", kNone, "SyntaxError: data ends inside a value"},
+      {"0004 0021", "01 02", kNone, "SyntaxError: bytes follow the data"},
+      {"0008 0030 FFFF FFFF", "00 00 00 03 61 62", kNone, "SyntaxError: data ends inside a value"},
       // A huge count is refused before anything is built.
-      {{14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x0A},
-       "FF FF FF FF",
-       kNone,
+      {"000E 0040 0001 FFFF FFFF 0004 000A", "FF FF FF FF", kNone,
        "SyntaxError: data ends inside a value"},
-      {{14, 0x40, 1, 0xFFFF, 0xFFFF, 4, 0x00},
-       "00 10 00 01",
-       kNone,
+      {"000E 0040 0001 FFFF FFFF 0004 0000", "00 10 00 01", kNone,
        "SyntaxError: too many elements without data"},
       // Each element of clusters of two voids builds three values: 2^19 of them are too many.
-      {{28, 0x40, 1, 0xFFFF, 0xFFFF, 18, 0x50, 2, 6, 0x4000, 0x0161, 6, 0x4000, 0x0162},
-       "00 08 00 00",
-       kCluster,
-       "SyntaxError: too many elements without data"},
-      {{4, 0x53}, "00 03 00 00 00 00 00 00", kVariant, "SyntaxError: descriptor length is odd"},
+      {"001C 0040 0001 FFFF FFFF 0012 0050 0002 0006 4000 0161 0006 4000 0162", "00 08 00 00",
+       kCluster, "SyntaxError: too many elements without data"},
+      {"0004 0053", "00 03 00 00 00 00 00 00", kVariant, "SyntaxError: descriptor length is odd"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::PrintToString(c.words));
+    SCOPED_TRACE(c.words);
     if (c.syntax == nullptr) {
-      EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Unable, -1, "Unable to convert.");
+      EXPECT_KEL_THROW(Read(W(c.words), Hex(c.data), c.mode), Unable, -1, "Unable to convert.");
     } else {
-      EXPECT_KEL_THROW(Read(c.words, Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
+      EXPECT_KEL_THROW(Read(W(c.words), Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
     }
   }
   // Voids beside data count too: {a: 1048500 voids, b: 5 clusters of 128 voids and a byte}.
