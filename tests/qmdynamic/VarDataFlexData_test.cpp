@@ -14,14 +14,8 @@
 namespace {
 
 using zo::kel::AbsTime;
-using zo::kel::FlexData;
 using zo::kel::exception::DeserializationError;
-using zo::kel::exception::SyntaxError;
 using zo::kel::exception::UnableToConvert;
-using zo::kel::fd::FlexType;
-using zo_kel_test::Bytes;
-using zo_kel_test::Hex;
-using zo_kel_test::ToHex;
 using namespace zo_kel_test::fd_samples;
 
 const char kVoid[] = "06 00 00 00 01 00";

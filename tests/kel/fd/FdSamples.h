@@ -1,16 +1,31 @@
-// Packet images shared by the packet tests (the fixed waveform blocks, a record, a waveform) and
-// helpers that move packets between their bytes and hex.
+// What the packet tests share: the names they use, the error codes, packet images (the fixed
+// waveform blocks, a record, a waveform) and helpers that move packets between bytes and hex.
 #ifndef ZO_KEL_TESTS_KEL_FD_FDSAMPLES_H
 #define ZO_KEL_TESTS_KEL_FD_FDSAMPLES_H
 
 #include <cstdint>
 #include <string>
 
+#include "kel/exception.h"
 #include "kel/fd/FlexData.h"
 #include "support/KelTest.h"
 
 namespace zo_kel_test {
 namespace fd_samples {
+
+using zo::kel::FlexData;
+using zo::kel::exception::BufferOverflow;
+using zo::kel::exception::InvalidArgument;
+using zo::kel::exception::SyntaxError;
+using zo::kel::fd::FlexType;
+using zo::kel::fd::TAEndian;
+using zo_kel_test::Bytes;
+using zo_kel_test::Hex;
+using zo_kel_test::ToHex;
+
+constexpr std::int32_t kSyntaxCode = -1967362044;
+constexpr std::int32_t kInvalidArgumentCode = -1967362033;
+constexpr std::int32_t kNotFoundCode = -1967362038;
 
 inline std::string HexOf(const zo::kel::FlexData& f) { return ToHex(f.data(), f.size()); }
 inline zo::kel::FlexData FromHex(const std::string& hex) {

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "kel/Limits.h"
-#include "kel/exception.h"
 #include "kel/fd/FdSamples.h"
 #include "kel/time/AbsTime.h"
 #include "support/KelTest.h"
@@ -16,22 +15,9 @@
 namespace {
 
 using zo::kel::AbsTime;
-using zo::kel::FlexData;
 using zo::kel::Vector;
-using zo::kel::exception::BufferOverflow;
-using zo::kel::exception::InvalidArgument;
 using zo::kel::exception::NotFound;
-using zo::kel::exception::SyntaxError;
-using zo::kel::fd::FlexType;
-using zo::kel::fd::TAEndian;
-using zo_kel_test::Bytes;
-using zo_kel_test::Hex;
-using zo_kel_test::ToHex;
 using namespace zo_kel_test::fd_samples;
-
-constexpr std::int32_t kSyntaxCode = -1967362044;
-constexpr std::int32_t kInvalidArgumentCode = -1967362033;
-constexpr std::int32_t kNotFoundCode = -1967362038;
 
 FlexData Text(const char* s) {
   FlexData f;

@@ -10,19 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "kel/exception.h"
+#include "kel/fd/FdSamples.h"
 #include "support/KelTest.h"
 
 namespace {
 
 using namespace zo::kel::fd;
-using zo::kel::exception::InvalidArgument;
-using zo::kel::exception::SyntaxError;
-using zo_kel_test::Bytes;
-using zo_kel_test::Hex;
-using zo_kel_test::ToHex;
+using namespace zo_kel_test::fd_samples;
 
-constexpr std::int32_t kInvalidArgumentCode = -1967362033;
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double kInf = std::numeric_limits<double>::infinity();
 
@@ -255,7 +250,7 @@ TEST(NumericConversion, FailuresNameTheirPlace) {
                         1330);
   }
   EXPECT_KEL_THROW(GetNum<std::int32_t>(FlexType::F64, bytes.data() + 1, bytes.data() + 8),
-                   SyntaxError, -1967362044, "SyntaxError: packet ends inside a number");
+                   SyntaxError, kSyntaxCode, "SyntaxError: packet ends inside a number");
 }
 
 }  // namespace

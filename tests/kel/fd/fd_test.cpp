@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 
-#include "kel/exception.h"
 #include "kel/fd/FdSamples.h"
 #include "kel/time/AbsTime.h"
 #include "support/AllocationHook.h"
@@ -15,14 +14,7 @@ namespace {
 
 using namespace zo::kel::fd;
 using namespace zo_kel_test::fd_samples;
-using zo::kel::exception::BufferOverflow;
-using zo::kel::exception::SyntaxError;
-using zo_kel_test::Bytes;
-using zo_kel_test::Hex;
 using zo_kel_test::RefuseAllocationsFrom;
-using zo_kel_test::ToHex;
-
-constexpr std::int32_t kSyntaxCode = -1967362044;
 
 // Reads a whole packet through the public readers: type, data position and data size.
 std::size_t ReadDataSize(const Bytes& packet) {
@@ -174,22 +166,6 @@ TEST(FdAttributes, LookupsByCodeAndByName) {
             GetAttributeMD(plain.data() + 4, FlexAttr::AttributeSection, plain.data() + 10));
 }
 
-TEST(FdAttributes, LaterEntriesAreFoundPastOddValues) {
-  // Section with "a" = AString "xyz" (data padded to 8) and "bb" = I16 5.
-  const Bytes md =
-      Hex("02 40 2E 00 00 00"
-          "03 40 0C 00 00 00 00 09 01 00 00 00 61 00 00 09 03 00 00 00 78 79 7A 00"
-          "03 40 0C 00 00 00 00 09 02 00 00 00 62 62 00 02 05 00"
-          "00 01");
-  const unsigned char* end = md.data() + md.size();
-  const unsigned char* bb = GetAttributeMD(md.data(), "bb", end);
-  ASSERT_EQ(md.data() + 44, bb);
-  EXPECT_EQ("00 02 05 00", ToHex(bb, 4));
-  EXPECT_EQ(md.data() + 20, GetAttributeMD(md.data(), "a", end));
-  EXPECT_EQ(nullptr, GetAttributeMD(md.data(), "b", end));
-  EXPECT_EQ(md.data() + 48, GetTypeFromMD(md.data(), end));
-}
-
 // The blocks' bytes are checked whole in the waveform packet that FlexData builds from them.
 TEST(FdWaveform, FixedBlocksFitTheirSizesExactly) {
   unsigned char buf[64];
@@ -321,30 +297,6 @@ TEST(FdMalformed, EachDefectNamesItself) {
       EXPECT_EQ(kSyntaxCode, e.getErrorCode());
       EXPECT_STREQ("fd", e.getFile());
       EXPECT_GT(e.getLine(), 0);
-    }
-  }
-}
-
-TEST(FdMalformed, EveryTruncationRaisesWithoutReadingPastTheEnd) {
-  for (const std::string& hex : {std::string(kRecordPacket), WaveformPacketHex()}) {
-    const Bytes whole = Hex(hex);
-    ASSERT_EQ(whole.size(),
-              ReadDataSize(whole) + GetMDSize(whole.data() + 4, whole.data() + whole.size()) + 4);
-    for (std::size_t n = 0; n < whole.size(); ++n) {
-      // An exact-size heap copy, so that AddressSanitizer reports any read past the end.
-      Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(n));
-      cut.shrink_to_fit();
-      const unsigned char* end = cut.data() + cut.size();
-      bool raised = false;
-      try {
-        const unsigned char* type = GetTypeFromPacket(cut.data(), end);
-        GetDataSize(type, GetData(cut.data(), end), end);
-        GetAttributeMD(cut.data() + 4, "_ZO_MDT", end);
-      } catch (const SyntaxError& e) {
-        raised = true;
-        EXPECT_EQ(0, std::string(e.what()).find("SyntaxError: packet ends inside")) << e.what();
-      }
-      EXPECT_TRUE(raised) << "cut at " << n;
     }
   }
 }
