@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -87,16 +88,6 @@ std::vector<std::string> DecodeArgs(const std::string& form, std::vector<std::st
   if (form != "--compact-default") more.insert(more.begin(), form);
   more.insert(more.begin(), "decode");
   return more;
-}
-
-// True when text has the shape of `shape`, where '9' stands for any digit.
-bool HasShape(const std::string& text, const std::string& shape) {
-  if (text.size() != shape.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool digit = text[i] >= '0' && text[i] <= '9';
-    if (shape[i] == '9' ? !digit : text[i] != shape[i]) return false;
-  }
-  return true;
 }
 
 // The samples of one image each (TG variant pairs are two files, tested on their own).
@@ -505,9 +496,11 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
                 .status,
             1);
 
-  EXPECT_TRUE(HasShape(Tool({"now", "--utc", "--digits", "2"}).out, "99/99/99 99:99:99.99\n"));
-  EXPECT_TRUE(HasShape(Tool({"--version"}).out,
-                       "zo-kel 9.9.9 (zo_kel_basics 9.9.9, built with headers 9.9.9)\n"));
+  EXPECT_TRUE(std::regex_match(Tool({"now", "--utc", "--digits", "2"}).out,
+                               std::regex(R"(\d\d/\d\d/\d\d \d\d:\d\d:\d\d\.\d\d\n)")));
+  EXPECT_TRUE(std::regex_match(
+      Tool({"--version"}).out,
+      std::regex(R"(zo-kel [\d.]+ \(zo_kel_basics [\d.]+, built with headers [\d.]+\)\n)")));
   for (const char* command : {"decode", "encode", "format", "parse", "now"}) {
     for (const char* help : {"--help", "-h"}) {
       const Result r = Tool({command, help});
