@@ -281,6 +281,8 @@ TEST(FdMalformed, EachDefectNamesItself) {
       {"14 00 00 00 01 08 01 00 08 00 00 00 00 03 00 03 07 00 00 00",
        "SyntaxError: cluster member type does not fill its length"},
       {"0A 00 00 00 00 80", "SyntaxError: packet ends inside a type word"},
+      {"0A 00 00 00 02 40 04 00 00 00", "SyntaxError: packet ends inside a type word"},
+      {"0A 00", "SyntaxError: packet ends inside its size field"},
       // 3 x 2^31-1 x 2^31-1 I32 elements cannot lie in the bytes present.
       {"1A 00 00 00 00 08 03 00 06 00 00 00 00 03 03 00 00 00 FF FF FF 7F FF FF FF 7F 00 00",
        "SyntaxError: packet ends inside the array elements"},
