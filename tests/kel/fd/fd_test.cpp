@@ -283,6 +283,7 @@ TEST(FdMalformed, EachDefectNamesItself) {
       {"0A 00 00 00 00 80", "SyntaxError: packet ends inside a type word"},
       {"0A 00 00 00 02 40 04 00 00 00", "SyntaxError: packet ends inside a type word"},
       {"0A 00", "SyntaxError: packet ends inside its size field"},
+      {"04 00 00 00", "SyntaxError: packet ends inside a type word"},
       // 3 x 2^31-1 x 2^31-1 I32 elements cannot lie in the bytes present.
       {"1A 00 00 00 00 08 03 00 06 00 00 00 00 03 03 00 00 00 FF FF FF 7F FF FF FF 7F 00 00",
        "SyntaxError: packet ends inside the array elements"},
