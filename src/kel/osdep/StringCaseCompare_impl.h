@@ -53,54 +53,37 @@ inline std::uint64_t FoldWord(std::uint64_t word) noexcept {
   return word | (upper >> 2);
 }
 
-/// The byte-by-byte end of CaseCompareNarrow, from index i of both texts.
-inline int CaseCompareNarrowBytes(const char* a, std::size_t aLength, const char* b,
-                                  std::size_t bLength, std::size_t i) noexcept {
-  const std::size_t common = aLength < bLength ? aLength : bLength;
-  for (; i < common; ++i) {
-    const int diff = static_cast<int>(FoldNarrow(static_cast<unsigned char>(a[i]))) -
-                     static_cast<int>(FoldNarrow(static_cast<unsigned char>(b[i])));
-    if (diff != 0) return diff;
-  }
-  return RemainingDifference(aLength - common, bLength - common);
-}
-
-/// CaseCompareNarrow from index i of both texts, where the first differing bytes differ in case
-/// only: eight folded bytes at a time. Kept out of line so that the common case, texts whose
-/// first difference is not one of case, runs with the few registers it needs.
-__attribute__((noinline)) inline int CaseCompareNarrowFolded(const char* a, std::size_t aLength,
-                                                             const char* b, std::size_t bLength,
-                                                             std::size_t i) noexcept {
-  const std::size_t common = aLength < bLength ? aLength : bLength;
-  for (; common - i >= 8; i += 8) {
-    const std::uint64_t fx = FoldWord(LoadWord(a + i));
-    const std::uint64_t fy = FoldWord(LoadWord(b + i));
-    if (fx != fy) {
-      const unsigned shift = FirstDifferingByte(fx, fy) * 8u;
-      return static_cast<int>((fx >> shift) & 0xFF) - static_cast<int>((fy >> shift) & 0xFF);
-    }
-  }
-  return CaseCompareNarrowBytes(a, aLength, b, bLength, i);
-}
-
 /// StringCaseCompare of two counted narrow texts, [a, a + aLength) and [b, b + bLength): the
 /// difference of the first unequal folded bytes, otherwise the clamped length difference.
 inline int CaseCompareNarrow(const char* a, std::size_t aLength, const char* b,
                              std::size_t bLength) noexcept {
   const std::size_t common = aLength < bLength ? aLength : bLength;
   std::size_t i = 0;
-  // Eight bytes at a time: equal words need no folding. The bytes before the first differing
-  // one are equal, folded or not; when that byte pair differs after folding too, it decides.
+  // Eight bytes at a time: equal words need no folding; at the first unequal folded words, the
+  // first differing folded byte decides, as it does byte by byte.
   for (; common - i >= 8; i += 8) {
     const std::uint64_t x = LoadWord(a + i);
     const std::uint64_t y = LoadWord(b + i);
     if (x == y) continue;
+    // The bytes before the first differing one are equal, folded or not; when that byte pair
+    // differs after folding too, it decides without folding the words.
     const unsigned at = FirstDifferingByte(x, y) * 8u;
     const int first = static_cast<int>(FoldNarrow(static_cast<unsigned char>(x >> at))) -
                       static_cast<int>(FoldNarrow(static_cast<unsigned char>(y >> at)));
-    return first != 0 ? first : CaseCompareNarrowFolded(a, aLength, b, bLength, i);
+    if (first != 0) return first;
+    const std::uint64_t fx = FoldWord(x);
+    const std::uint64_t fy = FoldWord(y);
+    if (fx != fy) {
+      const unsigned shift = FirstDifferingByte(fx, fy) * 8u;
+      return static_cast<int>((fx >> shift) & 0xFF) - static_cast<int>((fy >> shift) & 0xFF);
+    }
   }
-  return CaseCompareNarrowBytes(a, aLength, b, bLength, i);
+  for (; i < common; ++i) {
+    const int diff = static_cast<int>(FoldNarrow(static_cast<unsigned char>(a[i]))) -
+                     static_cast<int>(FoldNarrow(static_cast<unsigned char>(b[i])));
+    if (diff != 0) return diff;
+  }
+  return RemainingDifference(aLength - common, bLength - common);
 }
 
 }  // namespace detail
