@@ -46,6 +46,22 @@ class ZO_KEL_API AtomicInt {
     if (SingleThreaded()) return Store(value_.load(std::memory_order_relaxed) - 1);
     return value_.fetch_sub(1, std::memory_order_acq_rel) - 1;
   }
+  /// Subtracts one unless the value is 1, and returns whether it did: an owner that is not the
+  /// last drops its reference here, and the last one learns that it must destroy the object.
+  bool decrementUnlessLast() noexcept {
+    std::int32_t value = value_.load(std::memory_order_relaxed);
+    if (SingleThreaded()) {
+      if (value == 1) return false;
+      Store(value - 1);
+      return true;
+    }
+    while (value != 1) {
+      if (value_.compare_exchange_weak(value, value - 1, std::memory_order_acq_rel,
+                                       std::memory_order_relaxed))
+        return true;
+    }
+    return false;
+  }
   /// The current value (acquire).
   std::int32_t getCount() const noexcept { return value_.load(std::memory_order_acquire); }
   /// Stores `value` (release).

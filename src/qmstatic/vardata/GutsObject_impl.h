@@ -52,6 +52,9 @@ class GutsObject : public Interface, public More... {
     return n;
   }
 
+  /// The reference count, for code that counts the library's own guts inline.
+  const osdep::AtomicInt& referenceCount() const noexcept { return count_; }
+
   /// Storage for a guts object of `bytes` bytes (the most derived class's size).
   static void* operator new(std::size_t bytes) { return SmallBlockAllocate(bytes); }
   /// Gives back storage from operator new; `bytes` is the most derived class's size again.

@@ -3,12 +3,14 @@
 #ifndef ZO_KEL_VARDATA_VARDATA_H
 #define ZO_KEL_VARDATA_VARDATA_H
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <exception>
 #include <utility>
 
 #include "kel/export.h"
+#include "kel/osdep/AtomicInt.h"
 #include "qmstatic/vardata/IVarDataGuts.h"
 
 namespace zo {
@@ -17,6 +19,21 @@ class AutoBuffer;
 using AsciiString = StringBase<char, wchar_t, char>;
 using AString = StringBase<char, wchar_t, wchar_t>;
 using WString = StringBase<wchar_t, char, wchar_t>;
+namespace detail {
+/// The vtable pointer of the library's own narrow text guts, so that inline code can tell them
+/// from guts of other modules with one comparison; null (every guts counted through its virtual
+/// functions) until the library has been initialised, or if their count is not where
+/// kOwnTextCountOffset says.
+extern ZO_KEL_API const void* const ownTextVtable;
+/// Where the reference count of the library's own narrow text guts lies, in bytes from the
+/// object's start: after its two interface pointers.
+constexpr std::size_t kOwnTextCountOffset = 2 * sizeof(void*);
+/// True when guts (not null) are the library's own narrow text: their first word, the vtable
+/// pointer every guts object starts with, is ownTextVtable.
+inline bool IsOwnTextGuts(const IVarDataGuts* guts) noexcept {
+  return *reinterpret_cast<const void* const*>(guts) == ownTextVtable;
+}
+}  // namespace detail
 }  // namespace kel
 }  // namespace zo
 
@@ -107,8 +124,10 @@ class ZO_KEL_API VarData {
   /// Empty (kind 1).
   VarData() noexcept : type_(kEmpty), payload_{0, 0} {}
   /// Copies the words and takes a reference.
-  VarData(const VarData& other) noexcept
-      : type_(other.type_), payload_{other.payload_[0], other.payload_[1]} {
+  VarData(const VarData& other) noexcept : type_(other.type_) {
+    // The payload is copied as the one 8-byte word that guts() reads back: a copy written as
+    // two 4-byte stores and read at once as one word stalls the processor's store forwarding.
+    std::memcpy(payload_, other.payload_, sizeof payload_);
     AddRef();
   }
   /// Takes the other's value; the other becomes empty.
@@ -117,7 +136,11 @@ class ZO_KEL_API VarData {
     other.type_ = kEmpty;
     other.payload_[0] = other.payload_[1] = 0;
   }
-  ~VarData() { Release(); }
+  /// Drops the guts reference, if any.
+  ~VarData() {
+    // The pointer dies with the handle, so unlike Release it is not nulled first.
+    if (hasGuts()) DropReference(guts());
+  }
 
   /// Logical.
   VarData(bool value) noexcept;  // NOLINT(google-explicit-constructor)
@@ -307,7 +330,12 @@ class ZO_KEL_API VarData {
   // ---- References and copy on write ---------------------------------------------------------
   /// Adds a reference to the guts, if there are guts.
   void AddRef() const noexcept {
-    if (hasGuts()) guts()->AddRef();
+    if (!hasGuts()) return;
+    if (zo::kel::osdep::AtomicInt* count = OwnTextCount(guts())) {
+      count->increment();
+    } else {
+      guts()->AddRef();
+    }
   }
   /// Drops the guts reference, if any, and nulls the pointer (the kind stays).
   void Release() noexcept {
@@ -315,7 +343,7 @@ class ZO_KEL_API VarData {
     if (hasGuts()) {
       IVarDataGuts* old = guts();
       setGutsPointer(nullptr);
-      old->Release();
+      DropReference(old);
     }
   }
   /// Gives an array or dictionary its own guts when they are shared.
@@ -510,6 +538,22 @@ class ZO_KEL_API VarData {
     std::memcpy(payload_, &d, sizeof d);
   }
   bool hasGuts() const noexcept { return (type_ & kGutsBit) != 0 && guts() != nullptr; }
+  // The count of the library's own narrow text guts, the commonest guts of all, so that a copy
+  // of a text changes it without a call; null for every other guts, which count through their
+  // virtual AddRef and Release. The guts are recognised by their vtable pointer, the first word
+  // of every guts object, so a foreign object is never read past it; the count then lies after
+  // the object's two interface pointers.
+  static zo::kel::osdep::AtomicInt* OwnTextCount(IVarDataGuts* guts) noexcept {
+    if (!zo::kel::detail::IsOwnTextGuts(guts)) return nullptr;
+    return reinterpret_cast<zo::kel::osdep::AtomicInt*>(reinterpret_cast<char*>(guts) +
+                                                        zo::kel::detail::kOwnTextCountOffset);
+  }
+  // Drops one reference to guts: inline for the library's own text unless it is the last one,
+  // which the guts' Release ends.
+  static void DropReference(IVarDataGuts* guts) noexcept {
+    zo::kel::osdep::AtomicInt* count = OwnTextCount(guts);
+    if (count == nullptr || !count->decrementUnlessLast()) guts->Release();
+  }
   // Release's former out-of-line half, kept for programs built against earlier headers.
   void releaseGuts() noexcept;
   IVarDataDictionary* writableDict();

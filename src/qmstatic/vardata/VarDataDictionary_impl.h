@@ -4,40 +4,17 @@
 
 #include <cstddef>
 #include <map>
-#include <typeinfo>
 #include <utility>
 
 #include "kel/SmallBlockAllocator_impl.h"
 #include "kel/osdep/StringCaseCompare_impl.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
+#include "qmstatic/vardata/StringGuts_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
 namespace zo {
 namespace kel {
 namespace detail {
-
-/// True when the guts are narrow text made by this library (not by another module): their
-/// Compare is then known to be the case-insensitive order of their characters and the other
-/// text's, so a comparison can be made here without going through it.
-inline bool IsOwnNarrowText(const IVarDataGuts& guts) noexcept {
-  // The library's narrow text classes, found once from objects it made: a short and a long text,
-  // in case they are held by different classes.
-  struct OwnTypes {
-    const std::type_info* shortText;
-    const std::type_info* longText;
-  };
-  static const OwnTypes own = [] {
-    const char kText[64] = {'t'};
-    IVarDataGuts* shortText = NewAnsiGutsLen(kText, 1);
-    IVarDataGuts* longText = NewAnsiGutsLen(kText, sizeof kText);
-    const OwnTypes found{&typeid(*shortText), &typeid(*longText)};
-    shortText->Release();
-    longText->Release();
-    return found;
-  }();
-  const std::type_info* type = &typeid(guts);
-  return type == own.shortText || type == own.longText;
-}
 
 /// The characters of a text key.
 struct NarrowText {
@@ -47,16 +24,31 @@ struct NarrowText {
 
 /// The guts of v when it is narrow text with guts (of any module), otherwise null.
 inline const IVarDataAnsi* NarrowTextGuts(const VarData& v) noexcept {
-  if (v.getKind() != VarData::kAnsi) return nullptr;
-  return static_cast<const IVarDataAnsi*>(v.getGuts());
+  return v.getKind() == VarData::kAnsi ? v.getIAnsi() : nullptr;
 }
 
-/// The characters of narrow text guts.
+/// The guts of v when it is the library's own narrow text, otherwise null. Their Compare is
+/// known to be the case-insensitive order of their characters, so a comparison can be made here
+/// without going through it; they are recognised by their vtable, without a call.
+inline const AnsiGuts* OwnNarrowText(const VarData& v) noexcept {
+  const IVarDataAnsi* text = NarrowTextGuts(v);
+  if (text == nullptr || !IsOwnTextGuts(text)) return nullptr;
+  return static_cast<const AnsiGuts*>(text);
+}
+
+/// The characters of the library's own narrow text, read in place.
+inline NarrowText CharactersOf(const AnsiGuts& text) noexcept {
+  return NarrowText{text.text(), text.length()};
+}
+
+/// The characters of narrow text guts of any module: in place for the library's own, otherwise
+/// through the interface.
 inline NarrowText CharactersOf(const IVarDataAnsi& text) {
+  if (IsOwnTextGuts(&text)) return CharactersOf(static_cast<const AnsiGuts&>(text));
   return NarrowText{text.GetData(), text.GetLength()};
 }
 
-/// A key that is narrow text of the library's own (IsOwnNarrowText), with its characters read
+/// A key that is narrow text of the library's own (OwnNarrowText), with its characters read
 /// once, so that a search compares characters directly at every node.
 struct OwnTextKey {
   const VarData& key;
@@ -75,10 +67,9 @@ struct VarDataKeyLess {
   using is_transparent = void;
 
   bool operator()(const VarData& a, const VarData& b) const {
-    const IVarDataAnsi* x = NarrowTextGuts(a);
-    const IVarDataAnsi* y = NarrowTextGuts(b);
-    if (x != nullptr && y != nullptr && IsOwnNarrowText(*x))
-      return Less(CharactersOf(*x), CharactersOf(*y));
+    const AnsiGuts* x = OwnNarrowText(a);
+    const IVarDataAnsi* y = x != nullptr ? NarrowTextGuts(b) : nullptr;
+    if (y != nullptr) return Less(CharactersOf(*x), CharactersOf(*y));
     const bool aNaN = IsNaNNumber(a);
     const bool bNaN = IsNaNNumber(b);
     if ((aNaN || bNaN) && a.getKind() == b.getKind()) return bNaN && !aNaN;
@@ -89,8 +80,8 @@ struct VarDataKeyLess {
     return y != nullptr ? Less(a.text, CharactersOf(*y)) : (*this)(a.key, b);
   }
   bool operator()(const VarData& a, const OwnTextKey& b) const {
-    const IVarDataAnsi* x = NarrowTextGuts(a);
-    return x != nullptr && IsOwnNarrowText(*x) ? Less(CharactersOf(*x), b.text) : (*this)(a, b.key);
+    const AnsiGuts* x = OwnNarrowText(a);
+    return x != nullptr ? Less(CharactersOf(*x), b.text) : (*this)(a, b.key);
   }
 
   static bool Less(NarrowText a, NarrowText b) noexcept {
@@ -107,8 +98,7 @@ struct VarDataKeyLess {
 /// for the library's own narrow text, otherwise the key itself.
 template <class Search>
 decltype(auto) SearchKey(const VarData& key, Search search) {
-  const IVarDataAnsi* text = NarrowTextGuts(key);
-  if (text != nullptr && IsOwnNarrowText(*text))
+  if (const AnsiGuts* text = OwnNarrowText(key))
     return search(OwnTextKey{key, CharactersOf(*text)});
   return search(key);
 }

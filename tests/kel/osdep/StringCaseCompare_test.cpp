@@ -53,6 +53,12 @@ TEST(StringCaseCompare, CountedNarrowResults) {
       {S("a\0B", 3), S("a\0b", 3), 0, 'B' - 'b'},
       {S("a\0", 2), S("a", 1), 1, 1},
       {S("\0", 1), S("a", 1), -'a', -'a'},
+      // Eight bytes and more, where a difference of case only comes before the one that decides.
+      {"tag.Alpha.value1", "TAG.alpha.VALUE2", -1, 't' - 'T'},
+      {"ABCDEFGHIJ", "abcdefghij", 0, 'A' - 'a'},
+      {"aBcdefgh", "abcXefgh", 'd' - 'x', 'B' - 'b'},
+      {"abcdefg[", "ABCDEFG{", '[' - '{', 'a' - 'A'},  // '[' and '{' are not letters
+      {"abcdefgh@", "abcdefgh`", '@' - '`', '@' - '`'},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(row.caseResult, CaseCounted(row.a, row.b)) << row.a << " / " << row.b;

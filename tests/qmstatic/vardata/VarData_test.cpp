@@ -198,6 +198,7 @@ TEST(VarData, CopiesShareGutsAndReleaseRestoresCounts) {
   const VarData original("shared text");
   IVarDataGuts* guts = original.getGuts();
   EXPECT_FALSE(IsShared(guts));
+  EXPECT_TRUE(zo::kel::detail::IsOwnTextGuts(guts));  // copies count it inline
   {
     VarData a(original);
     VarData b;
