@@ -653,13 +653,11 @@ class Reader {
       VarData key = value(depth + 1);
       VarData item = value(depth + 1);
       // Pairs arrive in key order from the library's writers: the hint at the end places each
-      // with one comparison with the last key, instead of a search from the root. A key equal
-      // to one already read (keys equal but for case) keeps the first key and takes the later
-      // value, as inserting pair by pair does: the map gets a copy of the item (a reference),
-      // so that the item is still there when the map refuses the pair.
-      const std::size_t before = pairs.size();
-      const auto at = pairs.emplace_hint(pairs.end(), std::move(key), item);
-      if (pairs.size() == before) at->second = std::move(item);
+      // with one comparison with the last key, instead of a search from the root. The pair goes
+      // in with an empty value and takes the item after, so that a key equal to one already
+      // read (keys equal but for case) keeps the first key and takes the later value, as
+      // inserting pair by pair does.
+      pairs.emplace_hint(pairs.end(), std::move(key), VarData())->second = std::move(item);
     }
     v = std::move(made);
   }
