@@ -162,19 +162,18 @@ class Pool {
     const std::size_t size = BlockBytes(sizeClass);
     std::uint32_t n = 0;
     FreeBlock** tail = &head;
-    while (n < want) {
-      FreeBlock* block = chunk->returned;
-      if (block != nullptr) {
-        chunk->returned = block->next;
-      } else if (chunk->fresh != chunk->end) {
-        block = reinterpret_cast<FreeBlock*>(chunk->fresh);
-        chunk->fresh += size;
-      } else {
-        break;
-      }
+    // Blocks given back come first: they are linked already, so the list is only cut.
+    if (FreeBlock* block = chunk->returned) {
+      *tail = block;
+      for (n = 1; n < want && block->next != nullptr; ++n) block = block->next;
+      chunk->returned = block->next;
+      tail = &block->next;
+    }
+    for (; n < want && chunk->fresh != chunk->end; ++n) {
+      auto* block = reinterpret_cast<FreeBlock*>(chunk->fresh);
+      chunk->fresh += size;
       *tail = block;
       tail = &block->next;
-      ++n;
     }
     *tail = nullptr;
     chunk->blocksOut += n;
@@ -187,17 +186,28 @@ class Pool {
   void give(FreeBlock* head) noexcept {
     std::lock_guard<std::mutex> lock(mutex_);
     while (head != nullptr) {
-      FreeBlock* block = head;
-      head = block->next;
-      Chunk* chunk = chunkOf(block);
+      Chunk* chunk = chunkOf(head);
       if (chunk == nullptr) {  // served from malloc when no chunk could be mapped
+        FreeBlock* block = head;
+        head = block->next;
         std::free(block);
         continue;
       }
-      block->next = chunk->returned;
-      chunk->returned = block;
-      --chunk->blocksOut;
-      --blocksOut_;
+      // Blocks of one chunk that follow each other in the list (the usual case: values made
+      // together die together) go back as one run, with one update of the chunk.
+      FreeBlock* last = head;
+      std::uint32_t n = 1;
+      while (last->next != nullptr &&
+             chunk->contains(reinterpret_cast<std::uintptr_t>(last->next))) {
+        last = last->next;
+        ++n;
+      }
+      FreeBlock* const first = head;
+      head = last->next;
+      last->next = chunk->returned;
+      chunk->returned = first;
+      chunk->blocksOut -= n;
+      blocksOut_ -= n;
       ClassPool& pool = classes_[chunk->sizeClass];
       if (!chunk->listed) link(pool, chunk);
       if (chunk->blocksOut == 0) retire(pool, chunk);

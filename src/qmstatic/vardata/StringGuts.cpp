@@ -101,7 +101,7 @@ T* MakeText(const Char* text, std::uint32_t length) {
   void* raw = TextStorage<T>(length);
   T* made = ::new (raw) T(length);
   Char* chars = made->text();
-  if (length != 0) std::memcpy(chars, text, length * sizeof(Char));
+  CopyTextBytes(chars, text, length * static_cast<std::uint32_t>(sizeof(Char)));
   chars[length] = Char();
   return made;
 }

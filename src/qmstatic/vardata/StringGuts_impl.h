@@ -4,6 +4,7 @@
 #define ZO_KEL_VARDATA_STRINGGUTS_IMPL_H
 
 #include <cstdint>
+#include <cstring>
 #include <typeinfo>
 
 #include "qmstatic/vardata/GutsObject_impl.h"
@@ -12,6 +13,42 @@
 namespace zo {
 namespace kel {
 namespace detail {
+
+/// The first and the last sizeof(Word) bytes of n, which together cover them
+/// (sizeof(Word) <= n <= 2 * sizeof(Word)).
+template <class Word>
+inline void CopyTwoWords(void* to, const void* from, std::uint32_t n) noexcept {
+  Word first, last;
+  std::memcpy(&first, from, sizeof first);
+  std::memcpy(&last, static_cast<const char*>(from) + n - sizeof last, sizeof last);
+  std::memcpy(to, &first, sizeof first);
+  std::memcpy(static_cast<char*>(to) + n - sizeof last, &last, sizeof last);
+}
+
+/// Sixteen bytes, copied as one unit (one vector register where the target has them).
+struct Bytes16 {
+  unsigned char bytes[16];
+};
+
+/// Copies n bytes (none when n is 0). Texts are mostly short: up to 32 bytes are copied inline
+/// as two overlapping words instead of through a library call.
+inline void CopyTextBytes(void* to, const void* from, std::uint32_t n) noexcept {
+  if (n <= 16) {
+    if (n >= 8) {
+      CopyTwoWords<std::uint64_t>(to, from, n);
+    } else if (n >= 4) {
+      CopyTwoWords<std::uint32_t>(to, from, n);
+    } else {
+      for (std::uint32_t i = 0; i < n; ++i) {
+        static_cast<char*>(to)[i] = static_cast<const char*>(from)[i];
+      }
+    }
+  } else if (n <= 32) {
+    CopyTwoWords<Bytes16>(to, from, n);
+  } else {
+    std::memcpy(to, from, n);
+  }
+}
 
 /// Ends a text guts object and frees its storage (object and characters) by its full size.
 template <class T>

@@ -346,37 +346,17 @@ class Writer {
     const std::uint32_t n = chars.length;
     const std::size_t size = n <= kMaxSize - 8 ? std::size_t{n} + 8 : ~std::size_t{0};
     unsigned char* next = CheckSerializationSize(size, pos_, limit_);
-    const std::uint32_t header[2] = {
-        zo::kel::little_endian::ToLittleEndian<std::uint32_t>(VarData::kAnsi),
-        zo::kel::little_endian::ToLittleEndian(n)};
-    std::memcpy(pos_, header, 8);
-    if (n != 0) CopyText(pos_ + 8, chars.data, n);
+    PutText(pos_, chars.data, n);
     pos_ = next;
   }
 
-  // Copies n bytes. Texts are mostly short: up to 16 bytes are copied as two overlapping words
-  // inline instead of through a library call.
-  static void CopyText(unsigned char* to, const char* from, std::uint32_t n) {
-    if (n >= 8 && n <= 16) {
-      CopyTwoWords<std::uint64_t>(to, from, n);
-    } else if (n >= 4 && n < 8) {
-      CopyTwoWords<std::uint32_t>(to, from, n);
-    } else if (n < 4) {
-      for (std::uint32_t i = 0; i < n; ++i) to[i] = static_cast<unsigned char>(from[i]);
-    } else {
-      std::memcpy(to, from, n);
-    }
-  }
-
-  // The first and the last sizeof(Word) bytes, which together cover n (sizeof(Word) <= n <=
-  // 2 * sizeof(Word)).
-  template <class Word>
-  static void CopyTwoWords(unsigned char* to, const char* from, std::uint32_t n) {
-    Word first, last;
-    std::memcpy(&first, from, sizeof first);
-    std::memcpy(&last, from + n - sizeof last, sizeof last);
-    std::memcpy(to, &first, sizeof first);
-    std::memcpy(to + n - sizeof last, &last, sizeof last);
+  // Type word, length and characters of a narrow text at `to`, which has room for them.
+  static void PutText(unsigned char* to, const char* chars, std::uint32_t n) noexcept {
+    const std::uint32_t header[2] = {
+        zo::kel::little_endian::ToLittleEndian<std::uint32_t>(VarData::kAnsi),
+        zo::kel::little_endian::ToLittleEndian(n)};
+    std::memcpy(to, header, 8);
+    zo::kel::detail::CopyTextBytes(to + 8, chars, n);
   }
 
   // Wide text travels as UCS-2: each character's low 16 bits, deliberately (characters above
@@ -447,7 +427,12 @@ class Writer {
     const VarData* const end = element + elements.size();
     while (element != end) {
       if (!IsImageInMemory(element->getKind())) {
-        value(*element++);
+        const VarData* texts = ownTexts(element, end);
+        if (texts == element) {
+          value(*element);
+          ++texts;
+        }
+        element = texts;
         continue;
       }
       // A run of numbers, times and identifiers is copied as it lies in memory: the handle's
@@ -458,6 +443,25 @@ class Writer {
       bytes(element, static_cast<std::uint32_t>(sizeof(VarData) * (run - element)));
       element = run;
     }
+  }
+
+  // Writes the run of narrow texts with the library's own guts that starts at `element`, and
+  // returns its end. The cursor and limit stay in registers: a store of characters could change
+  // the members as far as the compiler knows. A text that does not fit ends the run, so that
+  // value() raises the error.
+  const VarData* ownTexts(const VarData* element, const VarData* end) {
+    unsigned char* pos = pos_;
+    for (; element != end && element->getKind() == VarData::kAnsi; ++element) {
+      const auto* own = zo::kel::detail::AnsiGuts::Own(GutsAs<IVarDataAnsi>(*element));
+      if (own == nullptr) break;
+      const std::uint32_t n = own->length();
+      const auto room = static_cast<std::size_t>(limit_ - pos);
+      if (room < 8 || n > room - 8) break;
+      PutText(pos, own->text(), n);
+      pos += 8 + std::size_t{n};
+    }
+    pos_ = pos;
+    return element;
   }
 
   // The cursor is kept by value while writing, so that stores of output bytes do not force
@@ -576,11 +580,42 @@ class Reader {
     v.setScalarWords(type, payload);
   }
 
-  void ansi(VarData& v) {
+  void ansi(VarData& v) { v.adoptGuts(VarData::kAnsi, ansiGuts()); }
+
+  // The guts of the narrow text whose length and characters follow at the cursor.
+  IVarDataGuts* ansiGuts() {
     const std::uint32_t n = count();
     const unsigned char* text = pos_;
     pos_ = CheckDeserializationSize(n, pos_, limit_);
-    v = VarData::ansi(reinterpret_cast<const char*>(text), n);
+    return AnsiGutsOf(text, n);
+  }
+
+  // New guts holding n characters: null for the empty text, as VarData::ansi makes it. Made
+  // directly, without a handle to move.
+  static IVarDataGuts* AnsiGutsOf(const unsigned char* text, std::uint32_t n) {
+    if (n == 0) return nullptr;
+    return static_cast<IVarDataAnsi*>(
+        zo::kel::detail::AnsiGuts::Make(reinterpret_cast<const char*>(text), n));
+  }
+
+  // Appends the narrow texts (type word, length, characters) that follow at the cursor, at most
+  // `most`, and returns how many. The cursor stays in a register meanwhile. Whatever is not a
+  // whole text header is left to value(), which raises the error.
+  std::uint32_t texts(std::vector<VarData>& elements, std::uint32_t most) {
+    const unsigned char* pos = pos_;
+    std::uint32_t read = 0;
+    for (; read < most && static_cast<std::size_t>(limit_ - pos) >= 8; ++read) {
+      std::uint32_t header[2];
+      std::memcpy(header, pos, 8);
+      if (static_cast<std::uint16_t>(header[0]) != VarData::kAnsi) break;
+      const std::uint32_t n = zo::kel::little_endian::FromLittleEndian(header[1]);
+      const unsigned char* text = pos + 8;
+      pos = CheckDeserializationSize(n, text, limit_);
+      elements.emplace_back();
+      elements.back().adoptGuts(VarData::kAnsi, AnsiGutsOf(text, n));
+    }
+    pos_ = pos;
+    return read;
   }
 
   void unicode(VarData& v) {
@@ -617,20 +652,12 @@ class Reader {
     for (std::uint32_t i = 0; i < n; ++i) {
       VarData key = value(depth + 1);
       VarData item = value(depth + 1);
-      // Pairs arrive in key order from the library's writers: one comparison with the last key
-      // places them at the end, instead of a search from the root for every pair.
-      if (pairs.empty() || key.Compare(pairs.rbegin()->first) > 0) {
-        pairs.emplace_hint(pairs.end(), std::move(key), std::move(item));
-        continue;
-      }
-      // A key equal to one already read (keys equal but for case) keeps the first key and takes
-      // the later value, as inserting pair by pair does.
-      auto at = pairs.lower_bound(key);
-      if (at != pairs.end() && key.Compare(at->first) == 0) {
-        at->second = std::move(item);
-      } else {
-        pairs.emplace_hint(at, std::move(key), std::move(item));
-      }
+      // Pairs arrive in key order from the library's writers: the hint at the end places each
+      // with one comparison with the last key, instead of a search from the root. The pair goes
+      // in with an empty value and takes the item after, so that a key equal to one already
+      // read (keys equal but for case) keeps the first key and takes the later value, as
+      // inserting pair by pair does.
+      pairs.emplace_hint(pairs.end(), std::move(key), VarData())->second = std::move(item);
     }
     v = std::move(made);
   }
@@ -668,6 +695,7 @@ class Reader {
     std::vector<VarData> elements;
     elements.reserve(n);
     std::size_t used = 1;
+    const bool textsInline = depth + 1 < zo::kel::kMaxNestingDepth;
     for (std::uint32_t i = 0; i < n;) {
       // Numbers, times and identifiers, the bulk of large arrays, are read in one tight loop.
       std::size_t most = remaining() / 12;
@@ -687,6 +715,15 @@ class Reader {
         pos_ = p;
         used = elements.size();
         continue;
+      }
+      // Narrow texts, the bulk of text arrays, likewise (at a depth where value() reads them).
+      if (textsInline) {
+        const std::uint32_t read = texts(elements, n - i);
+        if (read != 0) {
+          i += read;
+          used = elements.size();
+          continue;
+        }
       }
       ++i;
       elements.push_back(value(depth + 1));
