@@ -156,23 +156,6 @@ TEST(Utf8, EveryUnicodeScalarAndSurrogateRoundTrips) {
   EXPECT_TRUE(std::wstring(back.get(), all.size()) == all);
 }
 
-TEST(Utf8, SixByteValuesRoundTripFiveByteValuesDoNot) {
-  const std::uint32_t sixByte[] = {0x4000000, 0x12345678, 0x40000000, 0x7FFFFFFF};
-  for (std::uint32_t c : sixByte) {
-    const wchar_t text[] = {static_cast<wchar_t>(c), L'\0'};
-    std::unique_ptr<char[]> utf8(WideToUtf8(text));
-    ASSERT_EQ(6u, std::strlen(utf8.get()));
-    std::unique_ptr<wchar_t[]> back(Utf8ToWide(utf8.get(), 6));
-    EXPECT_EQ(c, static_cast<std::uint32_t>(back[0])) << std::hex << c;
-  }
-  // Five bytes followed by another character: the six-byte reading swallows the next byte.
-  const wchar_t fiveThenA[] = {static_cast<wchar_t>(0x200000), L'\x80', L'\0'};
-  std::unique_ptr<char[]> utf8(WideToUtf8(fiveThenA));
-  EXPECT_STREQ("\xF8\x88\x80\x80\x80\xC2\x80", utf8.get());
-  EXPECT_KEL_THROW(Utf8ToWide(utf8.get(), 7), InvalidSequence, kInvalidSequenceCode,
-                   "Invalid UTF8 encoding sequence");
-}
-
 TEST(Utf8, NonAsciiAtEveryPositionAroundTheWordBoundaries) {
   // Runs of ASCII are handled eight bytes at a time; a sequence or an error may sit anywhere.
   struct Inserted {
