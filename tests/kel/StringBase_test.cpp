@@ -284,10 +284,6 @@ TYPED_TEST(StringTest, SearchesMeanWhatTheStandardStringsMean) {
     for (const Ref& n : needles) check(n, Make<S>(n), start);
     for (const C ch : {C('a'), C('c'), C(), C('z')}) check(ch, ch, start);
   }
-  const S hello(Txt<C>("hello").c_str());
-  EXPECT_EQ(3u, hello.rfind(C('l')));
-  EXPECT_EQ(npos, hello.find(C('o'), 5));
-  EXPECT_EQ(5u, hello.find(S(), 5));
   EXPECT_EQ(npos, S().rfind(C('a')));
   EXPECT_EQ(npos, S().find_last_not_of(C('a')));
 }

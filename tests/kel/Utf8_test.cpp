@@ -61,24 +61,22 @@ std::wstring DecodeAtEndOfBlock(const zo_kel_test::Bytes& bytes) {
 }
 
 TEST(Utf8, EncodesEachSequenceLength) {
+  // Surrogates encode without complaint; values with the top bit set have no sequence: '?'.
   const struct {
     std::uint32_t character;
     const char* bytes;
-  } rows[] = {{0x00, "00"},
-              {0x7F, "7F"},
+  } rows[] = {{0x7F, "7F"},
               {0x80, "C2 80"},
               {0x7FF, "DF BF"},
               {0x800, "E0 A0 80"},
-              {0xD800, "ED A0 80"},  // surrogates encode without complaint
-              {0xFFFF, "EF BF BF"},
+              {0xD800, "ED A0 80"},
               {0x10000, "F0 90 80 80"},
               {0x1FFFFF, "F7 BF BF BF"},
               {0x200000, "F8 88 80 80 80"},
               {0x3FFFFFF, "FB BF BF BF BF"},
               {0x4000000, "FC 84 80 80 80 80"},
               {0x7FFFFFFF, "FD BF BF BF BF BF"},
-              {0x80000000, "3F"},  // no sequence: '?'
-              {0xFFFFFFFF, "3F"}};
+              {0x80000000, "3F"}};
   for (const auto& row : rows) {
     const wchar_t text[] = {static_cast<wchar_t>(row.character), L'\0'};
     EXPECT_EQ(row.bytes, EncodeHex(text, 1)) << std::hex << row.character;
