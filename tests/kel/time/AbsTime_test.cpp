@@ -203,17 +203,15 @@ TEST(tSSTimeAbsolute, EpochMoves) {
 }
 
 TEST(AbsTime, Ranges) {
-  const AbsTime t0(0.0, 0.0), t2(2.0, 0.0), t3(3.0, 0.0), t10(10.0, 0.0), t11(11.0, 0.0),
-      t20(20.0, 0.0);
-  EXPECT_TRUE(AbsTime::doRangesIntersect(t0, t10, t10, t20));
-  EXPECT_TRUE(AbsTime::doRangesIntersect(t10, t20, t0, t10));
-  EXPECT_FALSE(AbsTime::doRangesIntersect(t0, t10, t11, t20));
-  EXPECT_FALSE(AbsTime::doRangesIntersect(t11, t20, t0, t10));
-  EXPECT_TRUE(AbsTime::doRangesIntersect(t0, t20, t2, t3));
-  EXPECT_TRUE(AbsTime::isSubRange(t2, t3, t2, t3));
-  EXPECT_TRUE(AbsTime::isSubRange(t2, t3, t0, t10));
-  EXPECT_FALSE(AbsTime::isSubRange(t2, t11, t0, t10));
-  EXPECT_FALSE(AbsTime::isSubRange(t0, t3, t2, t10));
+  // {first range, second range, intersect, first within second}, in seconds; ends included.
+  const double rows[][6] = {{0, 10, 10, 20, 1, 0}, {10, 20, 0, 10, 1, 0}, {0, 10, 11, 20, 0, 0},
+                            {11, 20, 0, 10, 0, 0}, {2, 3, 2, 3, 1, 1},    {2, 3, 0, 10, 1, 1},
+                            {2, 11, 0, 10, 1, 0},  {0, 3, 2, 10, 1, 0},   {0, 20, 2, 3, 1, 0}};
+  for (const auto& r : rows) {
+    const AbsTime a0(r[0], 0.0), a1(r[1], 0.0), b0(r[2], 0.0), b1(r[3], 0.0);
+    EXPECT_EQ(r[4] != 0, AbsTime::doRangesIntersect(a0, a1, b0, b1)) << r[0] << "-" << r[1];
+    EXPECT_EQ(r[5] != 0, AbsTime::isSubRange(a0, a1, b0, b1)) << r[0] << "-" << r[1];
+  }
   EXPECT_TRUE(AbsTime::isSubRange(AbsTime::min, AbsTime::max, AbsTime::min, AbsTime::max));
 }
 
