@@ -73,6 +73,9 @@ TEST(AutoBuffer, GrowthPolicyAddsTenPercentAndAtLeast128) {
     EXPECT_EQ(step.second, b.MemUsage()) << "after appending " << step.first;
   }
   EXPECT_EQ(std::string(1408, 'z'), Text(b));
+  AutoBuffer big;
+  big.Append(bytes.data(), 2000);
+  EXPECT_EQ(2200u, big.MemUsage());
 
   // Reserve is exact and never shrinks.
   AutoBuffer r = FromText("xy");
@@ -290,6 +293,10 @@ TEST(AutoBuffer, FlatRecordReadIntoASharedBody) {
       // Not detached by the read's erase step: the copy made for the append keeps the room.
       {"room enough, but empty", AutoBuffer(500), 500},
   };
+  AutoBuffer unique = FromText("xy");  // room 130, not shared: reserved to exactly 200
+  const unsigned char* in = record.data();
+  unique.deserialize(in, record.data() + record.size());
+  EXPECT_EQ(200u, unique.MemUsage());
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const std::string kept = Text(c.shared);
@@ -412,6 +419,9 @@ TEST(AutoBuffer, RingLengthWritesLowByteFirstAndWraps) {
   b.circularSerializeLength(ring.data(), ring.data() + 6, pos);
   EXPECT_EQ("03 00 EE EE 01 02", ToHex(ring));  // the two high bytes wrapped to the front
   EXPECT_EQ(ring.data() + 2, pos);
+  unsigned char* p = ring.data() + 5;
+  AutoBuffer::circularIncrement(ring.data(), ring.data() + 6, p);
+  EXPECT_EQ(ring.data(), p);
 }
 
 TEST(AutoBuffer, SharersOnDifferentThreads) {

@@ -293,6 +293,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
   using C = typename S::value_type;
   const S hello(Txt<C>("hello").c_str());
   EXPECT_EQ(Txt<C>("el"), Std(hello.substr(1, 2)));
+  EXPECT_EQ(Txt<C>("llo"), Std(hello.substr(2, npos)));
   EXPECT_EQ(Txt<C>("lo"), Std(hello.substr(3, 0xFFFFFFFEu)));
   EXPECT_TRUE(hello.substr(6, 2).empty());  // deliberately no range error
 
@@ -328,6 +329,7 @@ TYPED_TEST(StringTest, EditsAndRangeChecksLeaveFailuresUnchanged) {
   s = hello;
   s.resize(7, C('-'));
   EXPECT_EQ(Txt<C>("hello--"), Std(s));
+  s.resize(7);
   s.resize(2);
   s.resize(3);
   EXPECT_EQ(Txt<C>("he\0", 3), Std(s));
@@ -439,6 +441,7 @@ TEST(StringConversion, NarrowSideCodeSetFollowsTheInstance) {
   const WString euro(L"\u00E9\u20AC");
   EXPECT_EQ("\xC3\xA9\xE2\x82\xAC", Std(AString(euro)));
   EXPECT_EQ("??", Std(AsciiString(euro)));
+  EXPECT_EQ("?", Std(AsciiString(L"\u00E9")));
   EXPECT_EQ("\xC3\xA9", Std(AString(L"\u00E9", 1u)));
 
   // Between the two narrow instances the bytes are copied as they are.

@@ -96,6 +96,7 @@ TYPED_TEST(VectorOfNumbers, ExactCapacities) {
   EXPECT_TRUE(v == Of<T>({T(1), T(0), T(1), T(7), T(7)}));
   const T* const block = v.begin();
   v.resize(2);
+  v.resize(2);
   EXPECT_EQ(block, v.begin());
   EXPECT_EQ(5u, v.capacity());
   EXPECT_TRUE(v == Of<T>({T(1), T(0)}));

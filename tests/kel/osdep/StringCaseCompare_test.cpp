@@ -75,6 +75,7 @@ TEST(StringCaseCompare, WideFormsGiveTheSignOfTheFirstDifference) {
   } rows[] = {
       {L"abc", L"ABC", 0, 1},
       {L"ab", L"abc", -1, -1},
+      {L"", L"xy", -2, -2},
       {L"_", L"a", 1, -1},  // upper-case fold: '_' (5F) > 'A' (41)
       {L"`", L"@", 1, 1},   // the neighbours of a-z and A-Z do not fold
       {L"{", L"[", 1, 1},

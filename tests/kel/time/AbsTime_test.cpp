@@ -155,6 +155,11 @@ TEST(tSSTimeValue, CorrectUnitsScalesToSecondsToo) {
   tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kMinutes, v, &status);
   EXPECT_EQ("FFFFFFFF FFFFFFFF AAAAAAAA AAAAAAAB", W(v));
   EXPECT_EQ(0, status);
+  // A multiplication that turns the sign reports; the value wraps.
+  v = F(0x10000000, 0, 0, 0);  // 2^60 s
+  tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kMilliseconds, v, &status);
+  EXPECT_EQ(-50175, status);
+  EXPECT_EQ("80000000 00000000 00000000 00000000", W(v));
   v = F(0x10000000, 0, 0, 0);  // an unknown unit leaves the value; a null status is allowed
   tSSTimeValue::_CorrectUnits(2, static_cast<nZOSS100::tTimeUnit>(12345), v, nullptr);
   EXPECT_EQ("10000000 00000000 00000000 00000000", W(v));
