@@ -133,6 +133,11 @@ TEST(AnsiToWide, Latin1FallbackPair) {
     EXPECT_EQ(std::string("A\xE9\xFF???\0z", 8), Between<char>(wide, codeSet, Latin1WideToAnsi));
   }
   EXPECT_EQ("", Between<char>(std::wstring(), "", Latin1WideToAnsi));
+  char* nullBegin = nullptr;
+  char* nullEnd = nullptr;
+  Latin1WideToAnsi(nullptr, nullptr, "", nullBegin, nullEnd);  // a null text is empty
+  std::unique_ptr<char[]> owner(nullBegin);
+  EXPECT_TRUE(nullBegin == nullEnd && *nullEnd == '\0');
   for (const char* codeSet : {"UTF-8", "us-ascii", static_cast<const char*>(nullptr)}) {
     wchar_t* wideBegin = nullptr;
     wchar_t* wideEnd = nullptr;
