@@ -219,6 +219,15 @@ TEST(Vector, FailedConstructionLeavesTheVectorUnchanged) {
     EXPECT_EQ(4, g_live);
   }
   EXPECT_EQ(0, g_live);
+  // Locale strings, copied when the block grows: a copy refused its memory leaves them as they
+  // were.
+  Vector<zo::kel::AString> strings;
+  strings.push_back(zo::kel::AString(5000u, 'L'));
+  {
+    RefuseAllocationsFrom hook(4000);
+    EXPECT_THROW(strings.push_back(zo::kel::AString("d")), std::bad_alloc);
+  }
+  EXPECT_EQ(5000u, strings[0].size());
 }
 
 TEST(Vector, SerializedBytes) {
@@ -231,6 +240,7 @@ TEST(Vector, SerializedBytes) {
   };
   EXPECT_EQ("00 00 00 00 EE", ToHex(image(Vector<unsigned char>())));
   EXPECT_EQ("02 00 00 00 34 12 CD AB EE", ToHex(image(Of<unsigned short>({0x1234, 0xABCD}))));
+  EXPECT_EQ("01 00 00 00 FE FF FF FF EE", ToHex(image(Of<std::int32_t>({-2}))));
   EXPECT_EQ("01 00 00 00 00 00 00 00 00 00 F8 3F EE", ToHex(image(Of<double>({1.5}))));
 
   // One byte too few: the cursor primitive's error, nothing written.
@@ -273,9 +283,14 @@ TEST(Vector, ShortOrHostileInputIsRejectedBeforeAllocating) {
     EXPECT_EQ(block, v.begin());
     EXPECT_TRUE(v == Of<unsigned short>({5, 6}));
   }
+  const Bytes huge = Hex("FF FF FF FF 00 00 00 00 00 00 00 00");
+  const unsigned char* pos = huge.data();
+  Vector<double> d;
+  EXPECT_THROW(d.deserialize(pos, huge.data() + huge.size()), DeserializationError);
+
   // A valid image when memory is exhausted: nothing changes either.
   const Bytes valid = Hex("01 00 00 00 09 00");
-  const unsigned char* pos = valid.data();
+  pos = valid.data();
   {
     RefuseAllocationsFrom hook(0);
     EXPECT_THROW(v.deserialize(pos, valid.data() + valid.size()), std::bad_alloc);
