@@ -1,5 +1,6 @@
 // The mark by which inline code recognises the library's own narrow text guts: their vtable
 // pointer, read once from an object of the class when the library is loaded.
+#include <cstring>
 #include <new>
 
 #include "qmstatic/vardata/StringGuts_impl.h"
@@ -21,7 +22,9 @@ const void* FindOwnTextVtable() noexcept {
   const char* start = reinterpret_cast<const char*>(guts);
   const char* count = reinterpret_cast<const char*>(&probe->referenceCount());
   if (count - start != static_cast<std::ptrdiff_t>(kOwnTextCountOffset)) return nullptr;
-  return *reinterpret_cast<const void* const*>(guts);
+  const void* vtable;
+  std::memcpy(&vtable, start, sizeof vtable);
+  return vtable;
 }
 
 }  // namespace

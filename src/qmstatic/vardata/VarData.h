@@ -31,7 +31,9 @@ constexpr std::size_t kOwnTextCountOffset = 2 * sizeof(void*);
 /// True when guts (not null) are the library's own narrow text: their first word, the vtable
 /// pointer every guts object starts with, is ownTextVtable.
 inline bool IsOwnTextGuts(const IVarDataGuts* guts) noexcept {
-  return *reinterpret_cast<const void* const*>(guts) == ownTextVtable;
+  const void* vtable;
+  std::memcpy(&vtable, static_cast<const void*>(guts), sizeof vtable);  // the object's first word
+  return vtable == ownTextVtable;
 }
 }  // namespace detail
 }  // namespace kel
