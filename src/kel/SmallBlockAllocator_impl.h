@@ -1,5 +1,6 @@
-// The library's allocator for its small objects (value guts, short text, dictionary nodes):
-// per-thread caches of fixed-size blocks carved from chunks that come from std::malloc.
+// The library's allocator for its small objects (value guts, short text, dictionary nodes, the
+// storage of short arrays): per-thread caches of fixed-size blocks carved from chunks that come
+// from std::malloc.
 //
 // Why size classes with per-thread caches rather than an arena per decoded image: a value read
 // from an image lives on its own. Its elements are copied into other values, handed to other
@@ -44,8 +45,9 @@ struct SmallBlockStatistics {
 /// A consistent snapshot of the allocator's holdings (takes its lock).
 ZO_KEL_API SmallBlockStatistics GetSmallBlockStatistics() noexcept;
 
-/// A standard allocator over the small blocks, for node-based containers: each node is one
-/// block. Stateless; all instances are equal.
+/// A standard allocator over the small blocks: each node of a node-based container is one block,
+/// and so is the storage of a short vector (a long one comes from malloc, as SmallBlockAllocate
+/// serves it). Stateless; all instances are equal.
 template <class T>
 class SmallBlockStdAllocator {
  public:

@@ -31,13 +31,15 @@ bool IsAStringFamily(FlexType t) {
   return (code & 0xFF00u) == 0x0900u && t != FlexType::Variant;
 }
 
-const std::vector<VarData>& Elements(const VarData& array) {
-  static const std::vector<VarData> kNone;
+using ArrayElements = zo::kel::detail::VectorGuts::Elements;
+
+const ArrayElements& Elements(const VarData& array) {
+  static const ArrayElements kNone;
   if (array.getKind() != VarData::kArray || array.getGuts() == nullptr) return kNone;
   return static_cast<const zo::kel::detail::VectorGuts*>(array.getGuts())->elements();
 }
 
-VarData ArrayOf(std::vector<VarData> elements) {
+VarData ArrayOf(ArrayElements elements) {
   VarData array;
   array.adoptGuts(VarData::kArray, elements.empty()
                                        ? nullptr
@@ -117,7 +119,7 @@ void SetNumberArray(FlexData& out, std::uint16_t subtype, const VarData& v) {
 // Element 0 decides the element type; elements of another kind make the whole array Void
 // (their qualifiers are not compared).
 void ConvertVarDataVectorToFlexDataArray(FlexData& out, const VarData& v) {
-  const std::vector<VarData>& elements = Elements(v);
+  const ArrayElements& elements = Elements(v);
   if (elements.empty()) return out.setVoid();
   const std::uint16_t kind = elements[0].getKind();
   for (const VarData& element : elements) {
@@ -159,7 +161,7 @@ void SetVarDataElement(VarData& v, std::uint32_t i, const T& x, std::uint16_t su
 template <typename T>
 void SetVarDataVectorFromFlexData(VarData& v, std::uint16_t subtype, const FlexData& in) {
   const Vector<T> elements = GetElementsFromFlexData<T>(in);
-  VarData array = ArrayOf(std::vector<VarData>(elements.size()));
+  VarData array = ArrayOf(ArrayElements(elements.size()));
   for (std::uint32_t i = 0; i < elements.size(); ++i) {
     SetVarDataElement(array, i, elements[i], subtype);
   }
@@ -238,7 +240,7 @@ VarData ValueOfCluster(const FlexData& packet, bool dictionaries) {
     }
     return dict;
   }
-  std::vector<VarData> values;
+  ArrayElements values;
   values.reserve(count);
   for (const FlexData& member : members) values.push_back(ValueOf(member, dictionaries));
   return ArrayOf(std::move(values));

@@ -282,8 +282,7 @@ VarData Reader::readArray(const TypeTree& tree, std::uint32_t index, std::uint32
   VarData array;
   array.adoptGuts(VarData::kArray, NewVectorGuts());
   // The new guts are not shared yet: fill them directly, keeping empty elements too.
-  std::vector<VarData>& elements =
-      static_cast<zo::kel::detail::VectorGuts*>(array.getGuts())->elements();
+  auto& elements = static_cast<zo::kel::detail::VectorGuts*>(array.getGuts())->elements();
   elements.reserve(n);
   for (std::uint32_t i = 0; i < n; ++i) elements.push_back(read(tree, element, depth + 1));
   return array;

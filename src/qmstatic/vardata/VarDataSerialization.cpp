@@ -601,7 +601,7 @@ class Reader {
   // Appends the narrow texts (type word, length, characters) that follow at the cursor, at most
   // `most`, and returns how many. The cursor stays in a register meanwhile. Whatever is not a
   // whole text header is left to value(), which raises the error.
-  std::uint32_t texts(std::vector<VarData>& elements, std::uint32_t most) {
+  std::uint32_t texts(zo::kel::detail::VectorGuts::Elements& elements, std::uint32_t most) {
     const unsigned char* pos = pos_;
     std::uint32_t read = 0;
     for (; read < most && static_cast<std::size_t>(limit_ - pos) >= 8; ++read) {
@@ -692,9 +692,10 @@ class Reader {
     checkCount(n, 4);  // each element is at least its type word
     v.adoptGuts(VarData::kArray, nullptr);
     if (n == 0) return;
-    std::vector<VarData> elements;
+    zo::kel::detail::VectorGuts::Elements elements;
     elements.reserve(n);
     std::size_t used = 1;
+    bool noGuts = true;  // until an element with guts is read
     const bool textsInline = depth + 1 < zo::kel::kMaxNestingDepth;
     for (std::uint32_t i = 0; i < n;) {
       // Numbers, times and identifiers, the bulk of large arrays, are read in one tight loop.
@@ -720,6 +721,7 @@ class Reader {
       if (textsInline) {
         const std::uint32_t read = texts(elements, n - i);
         if (read != 0) {
+          noGuts = false;
           i += read;
           used = elements.size();
           continue;
@@ -728,10 +730,11 @@ class Reader {
       ++i;
       elements.push_back(value(depth + 1));
       if (elements.back().getKind() != VarData::kEmpty) used = elements.size();
+      if (elements.back().getGuts() != nullptr) noGuts = false;
     }
     elements.resize(used);
     VarData made;
-    made.adoptGuts(VarData::kArray, new zo::kel::detail::VectorGuts(std::move(elements)));
+    made.adoptGuts(VarData::kArray, new zo::kel::detail::VectorGuts(std::move(elements), noGuts));
     v = std::move(made);
   }
 

@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "kel/SmallBlockAllocator_impl.h"
 #include "qmstatic/vardata/GutsObject_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -14,8 +15,15 @@ namespace detail {
 /// The elements of an array value, each owning its own reference.
 class VectorGuts final : public GutsObject<IVarDataSequence> {
  public:
+  /// The element storage: short arrays (up to ten elements) in small blocks, longer ones from
+  /// malloc.
+  using Elements = std::vector<VarData, SmallBlockStdAllocator<VarData>>;
+
   VectorGuts() = default;
-  explicit VectorGuts(std::vector<VarData> elements) : elements_(std::move(elements)) {}
+  /// Takes `elements`; `noGuts` tells that none of them has guts (numbers, times, identifiers),
+  /// which lets the destructor give the storage back without visiting every element.
+  explicit VectorGuts(Elements elements, bool noGuts = false) noexcept
+      : elements_(std::move(elements)), noGuts_(noGuts) {}
 
   std::int32_t QueryInterface(const GUID& iid, void** out) override;
   /// False when empty, otherwise the truth of element 0.
@@ -30,13 +38,17 @@ class VectorGuts final : public GutsObject<IVarDataSequence> {
   IVarDataGuts* Copy() const override;
 
   /// Direct access for the library's own codecs (the guts must not be shared while written).
-  std::vector<VarData>& elements() noexcept { return elements_; }
-  const std::vector<VarData>& elements() const noexcept { return elements_; }
+  Elements& elements() noexcept {
+    noGuts_ = false;  // the caller may store any value
+    return elements_;
+  }
+  const Elements& elements() const noexcept { return elements_; }
 
  private:
-  ~VectorGuts() override = default;
+  ~VectorGuts() override;
 
-  std::vector<VarData> elements_;
+  Elements elements_;
+  bool noGuts_ = false;
 };
 
 }  // namespace detail

@@ -228,6 +228,39 @@ TEST(Serialization, TextsOfEveryShortLengthKeepTheirBytes) {
   }
 }
 
+// Arrays read back own what is stored into them later, and only what they hold: an array read
+// whole as numbers gives its storage back without visiting its elements, which must stop once a
+// text goes in (through copy on write or into its own guts), and must not start for an array
+// that read a text. Lengths cover storage in small blocks and from malloc.
+TEST(Serialization, ReadArraysReleaseTheTextsTheyHold) {
+  const VarData text("held");
+  IVarDataGuts* const guts = text.getGuts();
+  for (const std::uint32_t n : {1u, 10u, 11u, 1000u}) {
+    VarData numbers;
+    for (std::uint32_t i = 0; i < n; ++i) numbers.SetElement(i, VarData(i * 0.5));
+    for (const bool shared : {false, true}) {
+      {
+        VarData read = Read(Hex(ImageOf(numbers, true)), true);
+        const VarData copy = shared ? read : VarData();
+        read.SetElement(n / 2, text);
+        read.SetElement(n + 1, text);  // beyond the end: the storage grows
+        EXPECT_EQ(3, zo_kel_test::CountOf(guts)) << n << " " << shared;
+        EXPECT_EQ(shared ? numbers : VarData(), copy) << n;
+      }
+      EXPECT_EQ(1, zo_kel_test::CountOf(guts)) << n << " " << shared;
+    }
+    VarData mixed = numbers;
+    mixed.SetElement(n, text);
+    VarData element;
+    {
+      const VarData read = Read(Hex(ImageOf(mixed, true)), true);
+      element = read.GetElement(n);
+      EXPECT_EQ(2, zo_kel_test::CountOf(element.getGuts())) << n;
+    }
+    EXPECT_EQ(1, zo_kel_test::CountOf(element.getGuts())) << n;
+  }
+}
+
 // Every cut of one nested image, in the full and compact forms, with and without the size prefix,
 // fails and leaves the handle and the cursor where they were; the whole image reads back.
 TEST(Serialization, EveryTruncationFailsAndLeavesHandleAndCursor) {
