@@ -1,5 +1,7 @@
 // The dictionary guts, its iterator, its text form and the handle's dictionary operations.
 #include <algorithm>
+#include <type_traits>
+#include <utility>
 
 #include "kel/StringBase.h"
 #include "qmstatic/vardata/VarDataDictionary_impl.h"
@@ -7,6 +9,23 @@
 namespace zo {
 namespace kel {
 namespace detail {
+
+namespace {
+
+// The first pair whose key is not less than k, and whether that key is equal to k by the map's
+// own order (which keeps NaN apart from the numbers). A text key that the search itself found
+// equal is not compared again.
+template <class Key>
+std::pair<VarDataMap::iterator, bool> LowerBound(VarDataMap& pairs, const Key& k) {
+  const auto position = pairs.lower_bound(k);
+  if (position == pairs.end()) return {position, false};
+  if constexpr (std::is_same<Key, OwnTextKey>::value) {
+    if (k.equal == &position->first) return {position, true};
+  }
+  return {position, !pairs.key_comp()(k, position->first)};
+}
+
+}  // namespace
 
 /// A position in a dictionary; keeps a copy of the owning handle, so that the dictionary lives
 /// as long as the iterator.
@@ -85,17 +104,17 @@ VarData& VarDataDictionary::getValueReference(const VarData& key) { return slot(
 
 VarData& VarDataDictionary::slot(const VarData& key) {
   return SearchKey(key, [&](const auto& k) -> VarData& {
-    auto position = pairs_.lower_bound(k);
-    // Equal keys by the map's own order (which keeps NaN apart from the numbers).
-    if (position == pairs_.end() || pairs_.key_comp()(k, position->first)) {
-      position = pairs_.emplace_hint(position, key, VarData());
-    }
-    return position->second;
+    auto found = LowerBound(pairs_, k);
+    if (!found.second) found.first = pairs_.emplace_hint(found.first, key, VarData());
+    return found.first->second;
   });
 }
 
 VarDataMap::iterator VarDataDictionary::findKey(const VarData& key) const {
-  return SearchKey(key, [this](const auto& k) { return pairs_.find(k); });
+  return SearchKey(key, [this](const auto& k) {
+    const auto found = LowerBound(pairs_, k);
+    return found.second ? found.first : pairs_.end();
+  });
 }
 
 IVarDataIterator* VarDataDictionary::begin(const VarData& owner) const {

@@ -49,10 +49,13 @@ inline NarrowText CharactersOf(const IVarDataAnsi& text) {
 }
 
 /// A key that is narrow text of the library's own (OwnNarrowText), with its characters read
-/// once, so that a search compares characters directly at every node.
+/// once, so that a search compares characters directly at every node. The search also notes the
+/// stored key it found equal, if any, so that a lookup need not compare the key it stops at a
+/// second time (keys are unique: at most one is equal).
 struct OwnTextKey {
   const VarData& key;
   NarrowText text;
+  mutable const VarData* equal = nullptr;
 };
 
 /// Key order of dictionaries: ascending VarData::Compare, with one exception for NaN numbers.
@@ -81,7 +84,12 @@ struct VarDataKeyLess {
   }
   bool operator()(const VarData& a, const OwnTextKey& b) const {
     const AnsiGuts* x = OwnNarrowText(a);
-    return x != nullptr ? Less(CharactersOf(*x), b.text) : (*this)(a, b.key);
+    if (x == nullptr) return (*this)(a, b.key);
+    const NarrowText text = CharactersOf(*x);
+    const int order =
+        osdep::detail::CaseCompareNarrow(text.data, text.length, b.text.data, b.text.length);
+    if (order == 0) b.equal = &a;
+    return order < 0;
   }
 
   static bool Less(NarrowText a, NarrowText b) noexcept {
