@@ -44,11 +44,11 @@ TEST(FlexDataScalars, EverySetterWritesItsPacket) {
       {[](FlexData& f) { f.setUI64(0x8000000000000005ull); },
        "0E 00 00 00 01 04 05 00 00 00 00 00 00 80"},
       {[](FlexData& f) { f.setF64(1.5); }, "0E 00 00 00 02 04 00 00 00 00 00 00 F8 3F"},
-      {[](FlexData& f) { f.setTime(AbsTime(1.0, 0.5)); },
-       "16 00 00 00 04 05 00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00"},
       {[](FlexData& f) { f.setAString("abc", 3); }, "0D 00 00 00 00 09 03 00 00 00 61 62 63"},
       {[&](FlexData& f) { f.setUTF16(units, 3); },
        "10 00 00 00 00 0A 03 00 00 00 41 00 3D D8 00 DE"},
+      {[](FlexData& f) { f.setTime(AbsTime(1.0, 0.5)); },
+       "16 00 00 00 04 05 00 00 00 00 00 00 00 80 01 00 00 00 00 00 00 00"},
   };
   FlexData f;  // one object throughout: each setter replaces the packet before it
   EXPECT_TRUE(f.isEmpty());
@@ -56,7 +56,6 @@ TEST(FlexDataScalars, EverySetterWritesItsPacket) {
     row.set(f);
     EXPECT_EQ(row.packet, HexOf(f));
   }
-  f.setTime(AbsTime(1.0, 0.5));
   EXPECT_EQ(AbsTime(1.0, 0.5), f.getTime());
   EXPECT_EQ(FlexType::Time, f.getType());
 }
@@ -99,9 +98,13 @@ TEST(FlexDataScalars, WrongKindsAndEmptyRaise) {
   const FlexData text = Text("1");
   const char* chars = nullptr;
   const std::function<void()> wrongKind[] = {
-      [&] { text.getF64(); },     [&] { text.getBool(); },          [&] { text.getTime(); },
-      [&] { text.getUTF16(); },   [&] { text.getDims(); },          [&] { text.getMemberCount(); },
-      [&] { text.getVariant(); }, [&] { text.getWaveformStart(); }, [&] { f.getAString(chars); }};
+      [&] { text.getF64(); },           [&] { text.getBool(); },
+      [&] { text.getTime(); },          [&] { text.getUTF16(); },
+      [&] { text.getWString(); },       [&] { text.getDims(); },
+      [&] { text.getElement(0); },      [&] { text.getMemberCount(); },
+      [&] { text.getMember(0); },       [&] { text.getVariant(); },
+      [&] { text.getWaveformStart(); }, [&] { text.getWaveformSampleCount(); },
+      [&] { f.getAString(chars); }};
   for (const auto& read : wrongKind) EXPECT_THROW(read(), InvalidArgument);
   EXPECT_EQ("07 00 00 00 02 01 01", HexOf(f));  // failed reads change nothing
 }
@@ -147,7 +150,6 @@ TEST(FlexDataScalars, LibraryStringsInAndOut) {
   f.setAString(AString("a\0b", 3));
   EXPECT_EQ("0D 00 00 00 00 09 03 00 00 00 61 00 62", HexOf(f));
   EXPECT_EQ('b', f.getAString()[2]);
-  EXPECT_KEL_THROW(f.getWString(), InvalidArgument, kInvalidArgumentCode, "Invalid argument(s)");
 
   // Characters above U+FFFF travel as surrogate pairs; a lone surrogate reads back as '?'.
   f.setUTF16(WString(L"\U0001F600x"));
@@ -186,15 +188,9 @@ TEST(FlexDataArrays, BadArraysAreRefusedAndLeaveThePacket) {
   EXPECT_EQ(5, f.getI32());
 
   f.setScalarArray(FlexType::I16, two, 1, FlexType::F64, values);
-  try {
-    f.getScalarArray(FlexType::AString, nullptr);
-    ADD_FAILURE() << "no error for a string target";
-  } catch (const InvalidArgument& e) {
-    EXPECT_STREQ("FlexData", e.getFile());
-    EXPECT_EQ(1371, e.getLine());
-  }
+  EXPECT_KEL_THROW_AT(f.getScalarArray(FlexType::AString, nullptr), InvalidArgument,
+                      kInvalidArgumentCode, "Invalid argument(s)", "FlexData", 1371);
   EXPECT_KEL_THROW(f.getElement(2), NotFound, kNotFoundCode, "Not found");
-  EXPECT_THROW(I32(7).getElement(0), InvalidArgument);
 }
 
 TEST(FlexDataArrays, StringArraysAndGenericElements) {
@@ -244,7 +240,6 @@ TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
   EXPECT_EQ(flag, f.getMember(0));
   EXPECT_EQ(7, f.getMember(1).getI32());
   EXPECT_KEL_THROW(f.getMember(2), NotFound, kNotFoundCode, "Not found");
-  EXPECT_THROW(I32(7).getMember(0), InvalidArgument);
   EXPECT_THROW(f.setCluster(nullptr, 0), InvalidArgument);
   FlexData none[2] = {I32(1), FlexData()};
   EXPECT_THROW(f.setCluster(none, 2), InvalidArgument);
@@ -351,12 +346,9 @@ TEST(FlexDataAttributes, LastValueMayEndItsSectionWithoutThePadByte) {
 }
 
 TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {
-  Vector<short> samples(3);
-  samples[0] = 1;
-  samples[1] = -2;
-  samples[2] = 3;
+  const short samples[] = {1, -2, 3};
   FlexData f;
-  f.setWaveform(AbsTime(1.0, 0.5), 0.5, FlexType::I16, samples);
+  f.setWaveform(AbsTime(1.0, 0.5), 0.5, FlexType::I16, Vector<short>(samples, samples + 3));
   EXPECT_EQ(ToHex(Hex(WaveformPacketHex())), HexOf(f));
   EXPECT_TRUE(f.isWaveform());
   EXPECT_TRUE(f.hasAttribute("_ZO_MDT"));
@@ -378,7 +370,6 @@ TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {
   EXPECT_THROW(f.setWaveform(AbsTime(0.0, 0.0), 1.0, FlexType::Bool, FlexType::F64, values, 1),
                InvalidArgument);
   EXPECT_FALSE(I32(1).isWaveform());
-  EXPECT_THROW(I32(1).getWaveformSampleCount(), InvalidArgument);
 }
 
 TEST(FlexDataBytes, SerializedFormIsThePacket) {
@@ -503,19 +494,13 @@ TEST(FlexDataTransform, ChoosesTheConversionByCode) {
   f.TransformArray(1, FlexType::F64, TAEndian::Host, &big, FlexType::I16, TAEndian::Little, &out);
   EXPECT_EQ(-32768, out);
 
-  // Non-numeric codes are refused, at the place of the target or of the source.
+  // Non-numeric targets are refused at the place of the target (sources: NumericConversion).
   for (std::uint16_t code : {0x0001, 0x0504, 0x0900, 0x0800}) {
-    for (int line : {1371, 1330}) {
-      const auto type = static_cast<FlexType>(code);
-      try {
-        f.TransformArray(1, line == 1371 ? FlexType::I16 : type, TAEndian::Little, i16.data(),
-                         line == 1371 ? type : FlexType::I16, TAEndian::Little, flags);
-        ADD_FAILURE() << code;
-      } catch (const InvalidArgument& e) {
-        EXPECT_STREQ("FlexData", e.getFile());
-        EXPECT_EQ(line, e.getLine()) << code;
-      }
-    }
+    SCOPED_TRACE(code);
+    EXPECT_KEL_THROW_AT(f.TransformArray(1, FlexType::I16, TAEndian::Little, i16.data(),
+                                         static_cast<FlexType>(code), TAEndian::Little, flags),
+                        InvalidArgument, kInvalidArgumentCode, "Invalid argument(s)", "FlexData",
+                        1371);
   }
 }
 

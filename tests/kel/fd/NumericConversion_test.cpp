@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <iomanip>
@@ -160,7 +159,7 @@ TEST(NumericConversion, FloatingPointTruncatesAndOutOfRangeGivesTheIntegerIndefi
   }
 }
 
-TEST(NumericConversion, SinglePrecisionSourcesFollowTheSameTable) {
+TEST(NumericConversion, SinglePrecisionSourcesFollowTheSameTableAndBoolsAreSignedBytes) {
   const float values[] = {40000.0f, 3e9f, -1.5f};
   Bytes bytes(sizeof values);
   std::memcpy(bytes.data(), values, sizeof values);
@@ -174,9 +173,7 @@ TEST(NumericConversion, SinglePrecisionSourcesFollowTheSameTable) {
   EXPECT_EQ((std::vector<int>{40000, -2147483647 - 1, -1}), (std::vector<int>(i32, i32 + 3)));
   EXPECT_EQ((std::vector<int>{40000, 0, 65535}), (std::vector<int>(ui16, ui16 + 3)));
   EXPECT_EQ(-1, GetNum<signed char>(FlexType::F32, bytes.data() + 8, bytes.data() + 12));
-}
 
-TEST(NumericConversion, BoolSourcesReadAsSignedBytes) {
   const Bytes flags = Hex("00 01 FF");
   double d[3];
   copyElts<double>(FlexType::Bool, 3, TAEndian::Little, flags.data(), TAEndian::Little, d);

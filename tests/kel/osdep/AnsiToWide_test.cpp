@@ -46,7 +46,6 @@ TEST(AnsiToWide, AsciiCodeSetReplacesWhatItLacks) {
   const std::wstring wide = ToWide(ascii, "US-ASCII");
   EXPECT_TRUE(wide == std::wstring(ascii.begin(), ascii.end()));
   EXPECT_EQ(ascii, ToNarrow(wide, "US-ASCII"));
-  EXPECT_EQ("price: 5?", ToNarrow(L"price: 5\x20AC", "US-ASCII"));
   EXPECT_TRUE(ToWide("caf\xC3\xA9", "US-ASCII") == L"caf??");
 }
 
