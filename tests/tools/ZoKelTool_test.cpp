@@ -156,7 +156,7 @@ const struct {
      "00 00 00 02 00 00 00 01 61 00 00 00 00", "  [1] ansi \"\" (0 bytes)"},
     {"00 04 00 54", "00 00 00 00 E3 73 8A 00 80 00 00 00 00 00 00 00",
      "absolute time 2024-12-02T16:00:00.5Z"},
-    {"00 06 40 21 01 78", "07", "value: logical true"},
+    {"00 04 00 21", "07", "value: logical true"},  // a boolean byte the writer makes 01
     {"00 04 00 53", "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 03 00 00 00 07 00 00 00 00",
      "dictionaries as variants"},
 };
