@@ -140,18 +140,25 @@ const std::pair<const char*, const char*> kKindImages[] = {
     {"--sized", "05 00 00 00 02 00 00 00 01 06 00 00 00 02 00 00 00 01 AA"},
 };
 
-// TG variant pairs (descriptor, data) of each code.
-const std::pair<const char*, const char*> kPairs[] = {
-    {"00 04 00 00", ""},
-    {"00 06 40 21 01 78", "01"},
-    {"00 04 00 01", "FF"},
-    {"00 04 00 09", "40 60 00 00"},
-    {"00 14 00 50 00 01 00 0E 40 0A 08 70 72 65 73 73 75 72 65 00", "40 0C 00 00 00 00 00 00"},
+// TG variant pairs (descriptor, data) of each code, and a piece of the tree decode shows of each.
+const struct {
+  const char* words;
+  const char* data;
+  const char* shown;
+} kPairs[] = {
+    {"00 04 00 00", "", "value: empty"},
+    {"00 06 40 21 01 78", "01", "name: \"x\""},
+    {"00 04 00 01", "FF", "value: numeric -1 (int8)"},
+    {"00 04 00 09", "40 60 00 00", "value: numeric 3.5 (single)"},
+    {"00 14 00 50 00 01 00 0E 40 0A 08 70 72 65 73 73 75 72 65 00", "40 0C 00 00 00 00 00 00",
+     "  key: ansi \"pressure\" (8 bytes)\n            value: numeric 3.5\n"},
     {"00 12 00 40 00 01 FF FF FF FF 00 08 00 30 FF FF FF FF",
-     "00 00 00 02 00 00 00 01 61 00 00 00 00"},
-    {"00 04 00 54", "00 00 00 00 E3 73 8A 00 80 00 00 00 00 00 00 00"},
-    {"00 06 40 21 01 78", "07"},
-    {"00 04 00 53", "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 03 00 00 00 07 00 00 00 00"},
+     "00 00 00 02 00 00 00 01 61 00 00 00 00", "  [1] ansi \"\" (0 bytes)"},
+    {"00 04 00 54", "00 00 00 00 E3 73 8A 00 80 00 00 00 00 00 00 00",
+     "absolute time 2024-12-02T16:00:00.5Z"},
+    {"00 04 00 21", "07", "value: logical true"},  // a boolean byte the writer makes 01
+    {"00 04 00 53", "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 03 00 00 00 07 00 00 00 00",
+     "dictionaries as variants"},
 };
 
 unsigned char Byte(unsigned v) { return static_cast<unsigned char>(v); }
@@ -305,7 +312,7 @@ TEST(ZoKelTool, GeneratedVariantsComeBackExactlyOrNormalized) {
   const std::string sample = std::string(ZO_KEL_SAMPLES_DIR) + "/reading.tgd";
   std::vector<std::pair<std::string, std::string>> pairs = {
       {ReadFile(sample + "esc.bin"), ReadFile(sample + "ata.bin")}};
-  for (const auto& [words, data] : kPairs) pairs.push_back({Str(words), Str(data)});
+  for (const auto& pair : kPairs) pairs.push_back({Str(pair.words), Str(pair.data)});
   int pairsDiffering = 0;
   for (const auto& [words, data] : pairs) {
     for (std::size_t n = 0; n < words.size() + data.size(); ++n) {
@@ -363,10 +370,10 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
   }();
   const struct {
     int status;
-    std::string args;   // separated by commas; "@" is a file holding `file`
-    const char* input;  // standard input
-    const char* shown;  // on standard output (status 0) or standard error
-    bool whole;         // `shown` is all of standard output, not a piece of it
+    std::string args;    // separated by commas; "@" is a file holding `file`
+    const char* input;   // standard input
+    const char* shown;   // on standard output (status 0) or standard error
+    bool whole = false;  // `shown` is all of standard output, not a piece of it
     const char* file = "";
   } cases[] = {
       {0, "decode, --hex",
@@ -453,23 +460,75 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
       {0, "parse, 25/12/2024, --as, dd/mm/yyyy", "", "2024-12-25 00:00", false},
       {0, "parse, 1:30", "", "duration        0.0010416666666666667 days (90 s)", false},
       {0, "parse, Yes", "", "logical         true", false},
-      {0, "decode, --tgvariant, --hex, @, -", "", "value: empty", false, "00 04 00 00"},
-      {0, "decode, --tgvariant, --hex, @, -", "01", "name: \"x\"", false, "00 06 40 21 01 78"},
-      {0, "decode, --tgvariant, --hex, @, -", "FF", "value: numeric -1 (int8)", false,
-       "00 04 00 01"},
-      {0, "decode, --tgvariant, --hex, @, -", "40 60 00 00", "value: numeric 3.5 (single)", false,
-       "00 04 00 09"},
-      {0, "decode, --tgvariant, --hex, @, -", "40 0C 00 00 00 00 00 00",
-       "  key: ansi \"pressure\" (8 bytes)\n            value: numeric 3.5\n", false,
-       "00 14 00 50 00 01 00 0E 40 0A 08 70 72 65 73 73 75 72 65 00"},
-      {0, "decode, --tgvariant, --hex, @, -", "00 00 00 02 00 00 00 01 61 00 00 00 00",
-       "  [1] ansi \"\" (0 bytes)", false, "00 12 00 40 00 01 FF FF FF FF 00 08 00 30 FF FF FF FF"},
-      {0, "decode, --tgvariant, --hex, @, -", "00 00 00 00 E3 73 8A 00 80 00 00 00 00 00 00 00",
-       "absolute time 2024-12-02T16:00:00.5Z", false, "00 04 00 54"},
-      {0, "decode, --tgvariant, --hex, @, -", "07", "value: logical true", false, "00 04 00 21"},
-      {0, "decode, --tgvariant, --hex, @, -",
-       "00 04 00 00 00 00 00 01 00 00 00 01 6B 00 04 00 03 00 00 00 07 00 00 00 00",
-       "dictionaries as variants", false, "00 04 00 53"},
+      {1, "decode, --hex", "07 30 00 00 02 00 00 00 01 00 00 00 05 00 00 00",
+       "zo-kel decode: compact value: value.elements[1] at byte 12: unknown kind code 0x0005"},
+      {1, "decode, --hex", "0A 10 00 00 01 00 02 00 0C 10 00 00 01 00 00 00 01 00 00 00",
+       "value.value.entries[0].value at byte 20: the image ends inside its type word"},
+      {1, "decode, --hex, --full", "01 00 00 00 00", "full value: value at byte 4: the image ends"},
+      {1, "decode, --hex", "01 00 00 00 01", "the end of the value at byte 4: 1 byte follows it"},
+      {1, "decode, --hex", "07 30 00 00 01 00 00 00 13 10 00 00 0A 00 00 00 00 03 07 00 00",
+       "value.elements[0] at byte 8: packet: packet at byte 12: size 10 runs past the end"},
+      {1, "decode, --hex, --sized", "05 00 00 00 02 00 00 00 01 05 00 00 00 05 00 00 00 01",
+       "record 1 at byte 9: value at byte 13: unknown kind code 0x0005"},
+      {1, "decode, --hex, --sized", "05 00 00 00 02 00 00 00 01 09 00",
+       "record 1 at byte 9: the stream ends inside its size prefix"},
+      {1, "decode, --hex, --sized", "09 00 00 00 02 00 00 00 01",
+       "record 0 at byte 0: size 9 runs past the end"},
+      {1, "decode, --hex", deep.c_str(), ".elements[0] at byte 2048: values nest deeper than 256"},
+      {1, "decode, --hex", "02 0g", "hex input: 'g' at character 4 is not a hex digit"},
+      {1, "decode, --hex, --flexdata", "10 00 00 00 01 08 02 00 06 00 00 00 00 03 07 00",
+       "type element cluster at byte 4"},
+      {1, "decode, --hex, --flexdata",
+       "1C 00 00 00 01 08 02 00 06 00 00 00 00 03 06 00 00 00 00 09 07 00 00 00 05 00 00 00",
+       "AString data at byte 24"},
+      {1, "decode, --hex, --flexdata", "06 00 00 00 01 00 FF", "1 byte follows the packet"},
+      {1, "encode", "{\"kind\": \"array\",\n \"elements\": [",
+       "JSON input: line 2, column 15: syntax error"},
+      {1, "encode", "{\"kind\": 1 2}", "JSON input: line 1, column 12: syntax error"},
+      {1, "encode",
+       "{\"kind\":\"array\",\"elements\":[{\"kind\":\"pulse\"},{\"kind\":\"numeric\"}]}",
+       "value.elements[1]: missing member \"value\""},
+      {1, "encode", "{\"form\":\"flexdata\",\"packet\":\"0A 00 00 00 00 03 07 00 00\"}",
+       "packet: packet at byte 0: size 10 runs past the end"},
+      {1, "encode", "{\"kind\":\"unicode\",\"units\":[65536]}",
+       "value.units: expected a whole number"},
+      {1, "encode", "{\"kind\":\"packet\",\"packet\":\"06 00 00 00 00 03\"}",
+       "value.packet: I32 data at byte 6: packet ends inside the data"},
+      {1, "decode, --tgvariant, --hex, @, -", "",
+       "TG variant descriptor: word 1 at byte 2: the input ends inside the word (1 of 2 bytes)",
+       false, "00 04 00"},
+      {1, "decode, --tgvariant, --hex, @, -", "",
+       "TG variant pair: descriptor word 1 at byte 2: unknown type code 0x04", false,
+       "00 04 00 04"},
+      {1, "decode, --tgvariant, --hex, @, -", "40 0C 00",
+       "TG variant pair: data for descriptor word 3 at byte 0: the data ends inside a double (3 of "
+       "8 bytes)",
+       false, "00 14 00 50 00 01 00 0E 40 0A 08 70 72 65 73 73 75 72 65 00"},
+      {1, "decode, --tgvariant, --hex, @, -", "01 01",
+       "TG variant pair: descriptor word 8 at byte 16: label \"K\" is given twice", false,
+       "00 12 00 50 00 02 00 06 40 21 01 6B 00 06 40 21 01 4B"},
+      {1, "decode, --tgvariant, --hex, @, -", "00 04 00 99 00 00 00 00",
+       "TG variant pair: data (word 1 of a variant's descriptor) at byte 2: unknown type code 0x99",
+       false, "00 04 00 53"},
+      {1, "encode, --hex", "{\"form\":\"tgvariant\",\"value\":{\"kind\":\"pulse\"}}",
+       "value: cannot be flattened into a TG variant pair"},
+      {1, "format, abc, --as, 36", "", "\"abc\" is not a number, a duration or a date"},
+      {1, "format, 1, --as, HH:MM:SSS", "", "unknown display format \"HH:MM:SSS\""},
+      {1, "parse, 12/25/2024 x", "", "is not a number, duration, time of day, date"},
+      {1, "decode, /nonexistent/image.bin", "", "cannot read /nonexistent/image.bin"},
+      {1, "encode", "{\"kind\":\"time\",\"time\":\"2500-01-01T00:00:00Z\"}",
+       "value.time: outside the 292 years"},
+      {2, "now, --digits, 4", "", "--digits must be a number from 0 to 3"},
+      {2, "decode, --bogus", "", "unknown option --bogus"},
+      {2, "decode, a.bin, b.bin", "", "unexpected argument \"b.bin\""},
+      {2, "decode, --tgvariant, a.bin", "", "--tgvariant reads two inputs"},
+      {2, "format", "", "missing argument VALUE"},
+      {2, "format, 1, --, 2", "", "unexpected argument \"2\""},
+      {2, "format, 1, --as, 2, --as, 3", "", "--as"},
+      {2, "frobnicate", "", "unknown command"},
+      {2, "decode, --tgvariant, -, -", "", "cannot both come from standard input"},
+      {2, "encode", "{\"form\":\"tgvariant\",\"value\":{\"kind\":\"empty\"}}",
+       "give -o DESCRIPTOR --data-output DATA, or --hex"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.args + " " + c.input);
@@ -488,6 +547,13 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
       EXPECT_LE(r.err.size(), 210u) << r.err;
       EXPECT_EQ(r.err.find("Error:"), std::string::npos) << r.err;
     }
+  }
+  // The tree of a pair of each code, the descriptor from a file and the data from standard input.
+  for (const auto& pair : kPairs) {
+    const Result r =
+        Tool({"decode", "--tgvariant", "--hex", Stored("file", pair.words), "-"}, pair.data);
+    EXPECT_EQ(r.status, 0) << pair.words << " " << r.err;
+    EXPECT_NE(r.out.find(pair.shown), std::string::npos) << pair.words << "\n" << r.out;
   }
   // Every display format, one line each; JSON cut short by --max-elements is not written back.
   const std::string every = Tool({"format", "1.5"}).out;

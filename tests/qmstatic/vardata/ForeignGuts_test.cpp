@@ -52,6 +52,7 @@ class IVarDataAnsi : public IVarDataGuts {
   virtual ~IVarDataAnsi() = default;
 };
 
+// The slots up to ToUpper, the last one called here; Concat, Left, Right, Mid and Proper follow.
 class IAnsiGuts {
  public:
   virtual std::int32_t Compare(const IAnsiGuts* other) const = 0;
@@ -60,12 +61,6 @@ class IAnsiGuts {
   virtual std::int32_t ExactCompare(const char* other) const = 0;
   virtual IAnsiGuts* ToLower() const = 0;
   virtual IAnsiGuts* ToUpper() const = 0;
-  virtual IAnsiGuts* Concat(const IAnsiGuts* other) const = 0;
-  virtual IAnsiGuts* Concat(const char* other) const = 0;
-  virtual IAnsiGuts* Left(std::uint32_t n) const = 0;
-  virtual IAnsiGuts* Right(std::uint32_t n) const = 0;
-  virtual IAnsiGuts* Mid(std::uint32_t start, std::uint32_t count) const = 0;
-  virtual IAnsiGuts* Proper() const = 0;
 
  protected:
   ~IAnsiGuts() = default;

@@ -125,9 +125,8 @@ TEST(VarData, SettersReplaceKindAndReleaseTheOldGuts) {
   VarData p;
   p.setVoidPointer(&target);
   EXPECT_EQ(&target, p.getVoidPointer());
-  EXPECT_TRUE(static_cast<bool>(p));
-  p.setVoidPointer(nullptr);
-  EXPECT_FALSE(static_cast<bool>(p));
+  p.setVoidPointer(nullptr);  // a pointer already: only the payload changes
+  EXPECT_EQ(nullptr, p.getVoidPointer());
 
   VarData a(1.0), b("two");
   a.swap(b);
