@@ -44,10 +44,6 @@ TEST(AutoBuffer, ConstructionAndTheEmptyStates) {
   EXPECT_EQ(nullptr, none.Data());
   EXPECT_EQ(0u, none.MemUsage());
   EXPECT_EQ(nullptr, AutoBuffer(0u).Data());
-  AutoBuffer reserved(500);
-  EXPECT_EQ(0u, reserved.Len());
-  EXPECT_EQ(500u, reserved.MemUsage());
-  EXPECT_TRUE(none == reserved);
 
   const unsigned char raw[] = {1, 2, 0, 4};
   const AutoBuffer fromView{BufferWrapper(raw, 4)};
