@@ -303,9 +303,10 @@ TEST(tFixedPoint128, ProductsRoundTheFirstDroppedBitAwayFromZero) {
   EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W(v));
 }
 
+// Operands of every sign against the reference, which rounds the product of the magnitudes and
+// then signs it: products of negated operands are their negations.
 TEST(tFixedPoint128, ProductsMatchSchoolbookReference) {
   std::mt19937_64 rng(64);
-  const Fixed min = F(0x80000000, 0, 0, 0);
   for (int i = 0; i < 20000; ++i) {
     Ref a = RandomOperand(rng), b = RandomOperand(rng);
     if ((rng() & 1) != 0) a = RefNegate(a);
@@ -315,14 +316,6 @@ TEST(tFixedPoint128, ProductsMatchSchoolbookReference) {
     const tUnsignedFixedPoint128 ux = FromRef<tUnsignedFixedPoint128>(a);
     const tUnsignedFixedPoint128 uy = FromRef<tUnsignedFixedPoint128>(b);
     ASSERT_EQ(RefMultiplyMagnitudes(a, b), ToRef(ux * uy)) << W(ux) << " * " << W(uy);
-    if (x == min || y == min) continue;
-    Fixed nx(x), ny(y), product(x * y);
-    nx.Negate();
-    ny.Negate();
-    ASSERT_EQ(W(product), W(nx * ny));
-    product.Negate();
-    ASSERT_EQ(W(product), W(nx * y));
-    ASSERT_EQ(W(product), W(x * ny));
   }
 }
 
