@@ -44,10 +44,6 @@ TEST(AutoBuffer, ConstructionAndTheEmptyStates) {
   EXPECT_EQ(nullptr, none.Data());
   EXPECT_EQ(0u, none.MemUsage());
   EXPECT_EQ(nullptr, AutoBuffer(0u).Data());
-  AutoBuffer reserved(500);
-  EXPECT_EQ(0u, reserved.Len());
-  EXPECT_EQ(500u, reserved.MemUsage());
-  EXPECT_TRUE(none == reserved);
 
   const unsigned char raw[] = {1, 2, 0, 4};
   const AutoBuffer fromView{BufferWrapper(raw, 4)};
@@ -73,9 +69,6 @@ TEST(AutoBuffer, GrowthPolicyAddsTenPercentAndAtLeast128) {
     EXPECT_EQ(step.second, b.MemUsage()) << "after appending " << step.first;
   }
   EXPECT_EQ(std::string(1408, 'z'), Text(b));
-  AutoBuffer big;
-  big.Append(bytes.data(), 2000);
-  EXPECT_EQ(2200u, big.MemUsage());
 
   // Reserve is exact and never shrinks.
   AutoBuffer r = FromText("xy");
@@ -187,9 +180,6 @@ TEST(AutoBuffer, AssignmentSharesReleasesAndMoves) {
   target = BufferWrapper(raw, 2);
   EXPECT_EQ("vw", Text(target));
   EXPECT_EQ("first", Text(b));  // the body target shared before is intact
-  a.swap(target);
-  EXPECT_EQ("vw", Text(a));
-  EXPECT_EQ(0u, target.Len());
 }
 
 TEST(AutoBuffer, ModifyWritesWithoutChangingTheLength) {
@@ -203,17 +193,12 @@ TEST(AutoBuffer, ModifyWritesWithoutChangingTheLength) {
   b.Skip(4);
   EXPECT_EQ(0, std::memcmp(b.Data() + 8, "PQ", 2));
 
-  // Beyond the capacity: grown by the append rule, the length and bytes kept.
-  AutoBuffer c = FromText("xyz");
-  c.Modify(300, "mn", 2);
-  EXPECT_EQ(430u, c.MemUsage());  // 302 + 128
-  EXPECT_EQ("xyz", Text(c));
-  c.Skip(299);
-  EXPECT_EQ(0, std::memcmp(c.Data() + 300, "mn", 2));
-
-  // The bytes may come from the buffer itself, even when the block moves.
+  // Beyond the capacity: grown by the append rule, the length and bytes kept. The bytes may come
+  // from the buffer itself, even when the block moves.
   AutoBuffer d = FromText("hello");
   d.Modify(200, d.Data() + 1, 4);
+  EXPECT_EQ(332u, d.MemUsage());  // 204 + 128
+  EXPECT_EQ("hello", Text(d));
   d.Skip(199);
   EXPECT_EQ(0, std::memcmp(d.Data() + 200, "ello", 4));
   AutoBuffer e(3);
@@ -419,9 +404,6 @@ TEST(AutoBuffer, RingLengthWritesLowByteFirstAndWraps) {
   b.circularSerializeLength(ring.data(), ring.data() + 6, pos);
   EXPECT_EQ("03 00 EE EE 01 02", ToHex(ring));  // the two high bytes wrapped to the front
   EXPECT_EQ(ring.data() + 2, pos);
-  unsigned char* p = ring.data() + 5;
-  AutoBuffer::circularIncrement(ring.data(), ring.data() + 6, p);
-  EXPECT_EQ(ring.data(), p);
 }
 
 TEST(AutoBuffer, SharersOnDifferentThreads) {
