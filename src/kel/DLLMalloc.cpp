@@ -5,21 +5,18 @@
 #include <cstdlib>
 #include <new>
 
+#include "kel/DLLMalloc_impl.h"
+
 namespace zo {
 namespace kel {
 namespace detail {
-namespace {
 std::atomic<AllocationHook> g_allocationHook{nullptr};
-}  // namespace
 
 AllocationHook SetAllocationHook(AllocationHook hook) noexcept {
   return g_allocationHook.exchange(hook);
 }
 
-bool AllocationRefused(unsigned long long bytes) noexcept {
-  const AllocationHook hook = g_allocationHook.load(std::memory_order_relaxed);
-  return hook != nullptr && hook(bytes);
-}
+bool AllocationRefused(unsigned long long bytes) noexcept { return AllocationRefusedHere(bytes); }
 }  // namespace detail
 
 void* DLLMallocNoThrow(unsigned n) noexcept {

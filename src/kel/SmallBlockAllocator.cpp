@@ -15,7 +15,7 @@
 #include <mutex>
 #include <new>
 
-#include "kel/DLLMalloc.h"
+#include "kel/DLLMalloc_impl.h"
 #include "kel/SmallBlockAllocator_impl.h"
 
 namespace zo {
@@ -394,7 +394,7 @@ void Arm(ThreadCache& cache) noexcept {
 }  // namespace
 
 void* SmallBlockAllocate(std::size_t bytes) {
-  if (AllocationRefused(bytes)) throw std::bad_alloc();
+  if (AllocationRefusedHere(bytes)) throw std::bad_alloc();
   if (bytes > kSmallBlockMax) {
     void* p = std::malloc(bytes);
     if (p == nullptr) throw std::bad_alloc();

@@ -656,10 +656,10 @@ class Reader {
       // with one comparison with the last key, instead of a search from the root. The pair goes
       // in with an empty value and takes the item after, so that a key equal to one already
       // read (keys equal but for case) keeps the first key and takes the later value, as
-      // inserting pair by pair does.
-      pairs.emplace_hint(pairs.end(), std::move(key), VarData())->second = std::move(item);
+      // inserting pair by pair does (the value replaced leaves with `item`).
+      pairs.emplace_hint(pairs.end(), std::move(key), VarData())->second.swap(item);
     }
-    v = std::move(made);
+    v.swap(made);
   }
 
   // A kind no writer produces any more: three counts whose product in bytes follows, skipped.
@@ -735,7 +735,7 @@ class Reader {
     elements.resize(used);
     VarData made;
     made.adoptGuts(VarData::kArray, new zo::kel::detail::VectorGuts(std::move(elements), noGuts));
-    v = std::move(made);
+    v.swap(made);
   }
 
   const unsigned char* pos_;
