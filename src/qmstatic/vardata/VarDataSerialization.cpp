@@ -618,6 +618,29 @@ class Reader {
     return read;
   }
 
+  // Reads narrow text at the cursor into `v`, empty, as value() would; false, with nothing read,
+  // when the cursor is not at a whole narrow-text header.
+  bool text(VarData& v) {
+    if (remaining() < 8) return false;
+    std::uint32_t header[2];
+    std::memcpy(header, pos_, 8);
+    if (static_cast<std::uint16_t>(header[0]) != VarData::kAnsi) return false;
+    const std::uint32_t n = zo::kel::little_endian::FromLittleEndian(header[1]);
+    const unsigned char* text = pos_ + 8;
+    const unsigned char* end = CheckDeserializationSize(n, text, limit_);
+    v.adoptGuts(VarData::kAnsi, AnsiGutsOf(text, n));
+    pos_ = end;
+    return true;
+  }
+
+  // An element of a dictionary at `depth`: text keys and values, the common case, are read in
+  // place without a call through value().
+  VarData element(std::uint32_t depth) {
+    VarData v;
+    if (depth + 1 < zo::kel::kMaxNestingDepth && text(v)) return v;
+    return value(depth + 1);
+  }
+
   void unicode(VarData& v) {
     const std::uint32_t n = count();
     checkCount(n, 2);
@@ -650,8 +673,8 @@ class Reader {
     VarData made = VarData::dict();
     auto& pairs = static_cast<zo::kel::detail::VarDataDictionary*>(made.getIDict())->pairs();
     for (std::uint32_t i = 0; i < n; ++i) {
-      VarData key = value(depth + 1);
-      VarData item = value(depth + 1);
+      VarData key = element(depth);
+      VarData item = element(depth);
       // Pairs arrive in key order from the library's writers: the hint at the end places each
       // with one comparison with the last key, instead of a search from the root. The pair goes
       // in with an empty value and takes the item after, so that a key equal to one already

@@ -443,4 +443,32 @@ TEST(Serialization, ReusedBuffersOfEveryRoomGetTheSameBytesAppended) {
   }
 }
 
+// Texts in arrays and dictionaries are read without a call per element; they keep the nesting
+// limit all the same: a text inside 255 containers is read, inside 256 it is refused, and the
+// target and the cursor stay as they were.
+TEST(Serialization, TextsInsideContainersKeepTheNestingLimit) {
+  const std::string text = "05 10 00 00 01 00 00 00 41 ";
+  for (const std::uint32_t levels : {255u, 256u}) {
+    std::string inArrays, inDicts;  // [[..."A"...]] and {"A": {"A": ... {"A": "A"}}}
+    for (std::uint32_t i = 0; i < levels; ++i) {
+      inArrays += "07 30 00 00 01 00 00 00 ";
+      inDicts += "0C 10 00 00 01 00 00 00 " + text;
+    }
+    for (const std::string& image : {inArrays + text, inDicts + text}) {
+      SCOPED_TRACE(testing::Message() << levels << " levels: " << image.substr(0, 12));
+      const Bytes bytes = Hex(image);
+      if (levels < 256) {
+        EXPECT_EQ(image.substr(0, image.size() - 1), ImageOf(Read(bytes, true), true));
+        continue;
+      }
+      VarData target(2.0);
+      const unsigned char* cursor = bytes.data();
+      EXPECT_THROW(target.deserializeImpl(cursor, bytes.data() + bytes.size(), true),
+                   DeserializationError);
+      EXPECT_EQ(bytes.data(), cursor);
+      EXPECT_EQ(0, target.Compare(VarData(2.0)));
+    }
+  }
+}
+
 }  // namespace
