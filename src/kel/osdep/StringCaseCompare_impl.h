@@ -53,43 +53,35 @@ inline std::uint64_t FoldWord(std::uint64_t word) noexcept {
   return word | (upper >> 2);
 }
 
-/// The order of two 8-byte words by their folded bytes in memory order: the difference of the
-/// first unequal folded bytes, or 0.
-inline int CaseCompareWords(std::uint64_t x, std::uint64_t y) noexcept {
-  if (x == y) return 0;
-  // The bytes before the first differing one are equal, folded or not; when that byte pair
-  // differs after folding too, it decides without folding the words.
-  const unsigned at = FirstDifferingByte(x, y) * 8u;
-  const int first = static_cast<int>(FoldNarrow(static_cast<unsigned char>(x >> at))) -
-                    static_cast<int>(FoldNarrow(static_cast<unsigned char>(y >> at)));
-  if (first != 0) return first;
-  const std::uint64_t fx = FoldWord(x);
-  const std::uint64_t fy = FoldWord(y);
-  if (fx == fy) return 0;
-  const unsigned shift = FirstDifferingByte(fx, fy) * 8u;
-  return static_cast<int>((fx >> shift) & 0xFF) - static_cast<int>((fy >> shift) & 0xFF);
-}
-
 /// StringCaseCompare of two counted narrow texts, [a, a + aLength) and [b, b + bLength): the
 /// difference of the first unequal folded bytes, otherwise the clamped length difference.
 inline int CaseCompareNarrow(const char* a, std::size_t aLength, const char* b,
                              std::size_t bLength) noexcept {
   const std::size_t common = aLength < bLength ? aLength : bLength;
-  // Eight bytes at a time; the last, partial word is read as the eight bytes that end the common
-  // part, overlapping bytes already found equal after folding, so that they cannot decide.
-  if (common >= 8) {
-    for (std::size_t i = 0;; i += 8) {
-      const std::size_t at = common - i > 8 ? i : common - 8;
-      const int order = CaseCompareWords(LoadWord(a + at), LoadWord(b + at));
-      if (order != 0) return order;
-      if (at == common - 8) break;
+  std::size_t i = 0;
+  // Eight bytes at a time: equal words need no folding; at the first unequal folded words, the
+  // first differing folded byte decides, as it does byte by byte.
+  for (; common - i >= 8; i += 8) {
+    const std::uint64_t x = LoadWord(a + i);
+    const std::uint64_t y = LoadWord(b + i);
+    if (x == y) continue;
+    // The bytes before the first differing one are equal, folded or not; when that byte pair
+    // differs after folding too, it decides without folding the words.
+    const unsigned at = FirstDifferingByte(x, y) * 8u;
+    const int first = static_cast<int>(FoldNarrow(static_cast<unsigned char>(x >> at))) -
+                      static_cast<int>(FoldNarrow(static_cast<unsigned char>(y >> at)));
+    if (first != 0) return first;
+    const std::uint64_t fx = FoldWord(x);
+    const std::uint64_t fy = FoldWord(y);
+    if (fx != fy) {
+      const unsigned shift = FirstDifferingByte(fx, fy) * 8u;
+      return static_cast<int>((fx >> shift) & 0xFF) - static_cast<int>((fy >> shift) & 0xFF);
     }
-  } else {
-    for (std::size_t i = 0; i < common; ++i) {
-      const int diff = static_cast<int>(FoldNarrow(static_cast<unsigned char>(a[i]))) -
-                       static_cast<int>(FoldNarrow(static_cast<unsigned char>(b[i])));
-      if (diff != 0) return diff;
-    }
+  }
+  for (; i < common; ++i) {
+    const int diff = static_cast<int>(FoldNarrow(static_cast<unsigned char>(a[i]))) -
+                     static_cast<int>(FoldNarrow(static_cast<unsigned char>(b[i])));
+    if (diff != 0) return diff;
   }
   return RemainingDifference(aLength - common, bLength - common);
 }
