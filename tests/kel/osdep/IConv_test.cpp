@@ -51,8 +51,7 @@ TEST(IConv, UnopenableConverterThrowsInvalidLocaleAndWritesNothing) {
   const std::wstring text = L"abc";
   char out[4] = {'x', 'x', 'x', 'x'};
   const struct {
-    const char* from;
-    const char* to;
+    const char *from, *to;
     std::size_t length;
   } rows[] = {
       {"wchar_t", "NO-SUCH-CODE-SET", 3},

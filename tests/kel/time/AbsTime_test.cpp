@@ -87,9 +87,7 @@ TEST(tSSTimeValue, UnitScalingAndFit) {
   struct Case {
     RelTime value;
     nZOSS100::tTimeUnit unit;
-    std::int32_t method;
-    std::int32_t expected;
-    std::int32_t status;
+    std::int32_t method, expected, status;
   };
   const Case cases[] = {
       {RelTime(1.0, 0.25), nZOSS100::kMilliseconds, 1, 1250, 0},

@@ -143,8 +143,7 @@ TEST(NumberToText0, ExponentsWithALeadingZeroAreTrimmed) {
   // The C library here writes two exponent digits, which is never trimmed; formatters that write
   // three ("1.5E+005") are brought to the same short form.
   const struct {
-    const char* in;
-    const char* out;
+    const char *in, *out;
   } cases[] = {{"1.5E+005", "1.5E+5"}, {"1.0E+015", "1.0E+15"}, {"1.5E+05", "1.5E+05"},
                {"1.0E+000", "1.0E+0"}, {"1E-100", "1E-100"},    {"00", "00"}};
   for (const auto& c : cases) {
