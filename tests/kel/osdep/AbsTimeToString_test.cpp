@@ -118,11 +118,10 @@ TEST(AbsTimeToString, SystemFormatsAndSeparator) {
   // The system formats are the locale's conversions, without a "%S" to put a fraction after;
   // the separator is the process's numeric one: a comma under a German locale.
   const struct {
-    const char* locale;
+    const char *locale, *separator;
     const wchar_t *systemText, *explicitText;
-    const char* separator;
-  } rows[] = {{"C", L"07/01/00 12:00:00", L"07/01/00 12:00:00.250", "."},
-              {"de_DE.UTF-8", L"01.07.2000 12:00:00", L"01.07.2000 12:00:00,250", ","}};
+  } rows[] = {{"C", ".", L"07/01/00 12:00:00", L"07/01/00 12:00:00.250"},
+              {"de_DE.UTF-8", ",", L"01.07.2000 12:00:00", L"01.07.2000 12:00:00,250"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.locale);
     const ScopedEnv environment("LC_ALL", row.locale);

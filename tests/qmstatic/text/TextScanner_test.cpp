@@ -267,8 +267,7 @@ TEST(TextToNumber0, TriesNumberThenDurationThenDate) {
 }
 
 TEST(TextScanner, ConcurrentCallsAgree) {
-  // The month table is per call and the reference year is read once, on first use, by whichever
-  // thread comes first: threads on leap and common Februaries never see each other's table.
+  // The month table is per call: threads on leap and common Februaries never see each other's.
   const struct {
     double days;
     int month, monthLength;
@@ -282,9 +281,7 @@ TEST(TextScanner, ConcurrentCallsAgree) {
         double days = date.days;
         unsigned short f[kDateFieldCount];
         GetDate0(&days, f);
-        double typed = 0;
-        if (f[kDateMonth] != date.month || f[kDateDaysInMonth] != date.monthLength ||
-            !AsciiToDateTime("2/29/2000", &typed, 0) || typed != 36585) {
+        if (f[kDateMonth] != date.month || f[kDateDaysInMonth] != date.monthLength) {
           ++failures[t];
         }
       }
