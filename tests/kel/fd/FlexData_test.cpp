@@ -341,8 +341,7 @@ TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {
   EXPECT_EQ(0.5, f.getWaveformInterval());
   EXPECT_EQ(FlexType::I16, f.getWaveformSampleType());
   EXPECT_EQ(3u, f.getWaveformSampleCount());
-  const Vector<double> back = f.getWaveformSamples<double>();
-  EXPECT_EQ(-2.0, back[1]);
+  EXPECT_EQ(-2.0, f.getWaveformSamples<double>()[1]);
 
   // Samples converted on the way in; an F64 waveform of 0 samples.
   const double values[] = {70000.0};
@@ -362,7 +361,6 @@ TEST(FlexDataBytes, SerializedFormIsThePacket) {
   std::memset(buf, 0xAA, sizeof buf);
   unsigned char* pos = buf;
   FlexData empty;
-  EXPECT_EQ(4u, empty.serializationSize());
   empty.serialize(pos, buf + sizeof buf);
   const FlexData seven = I32(7);
   EXPECT_EQ(10u, seven.serializationSize());
