@@ -84,7 +84,6 @@ TEST(Utf8, EncodesEachSequenceLength) {
   EXPECT_EQ(3u, GetUtf8EncodingBytes(L"\x20AC"));
   EXPECT_EQ(0u, GetUtf8EncodingBytes(nullptr));
   EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr))[0]);
-  EXPECT_EQ('\0', std::unique_ptr<char[]>(WideToUtf8(nullptr, nullptr))[0]);
   EXPECT_EQ(L'\0', std::unique_ptr<wchar_t[]>(Utf8ToWide(nullptr, 5))[0]);
   EXPECT_EQ(0u, GetUtf8StringLength(nullptr, 5));
   EXPECT_EQ(0u, GetUtf8StringLength("abc", 0));
