@@ -21,8 +21,6 @@ TEST(IntegerToString, DigitsMostSignificantFirstNegativesSignedOnlyInDecimal) {
     const wchar_t* expected;
   } rows[] = {
       {UInt32ToString(255, 16), L"FF"},
-      {UInt64ToString(~0ull, 2),
-       L"1111111111111111111111111111111111111111111111111111111111111111"},
       {UInt64ToString(~0ull, 36), L"3W5E11264SGSF"},
       {UInt16ToString(65535, 8), L"177777"},
       {UInt8ToString(0, 7), L"0"},
@@ -30,12 +28,9 @@ TEST(IntegerToString, DigitsMostSignificantFirstNegativesSignedOnlyInDecimal) {
       // Other radixes show the two's-complement bits at the type's width.
       {Int16ToString(-2, 16), L"FFFE"},
       {Int8ToString(-1, 2), L"11111111"},
-      {Int64ToString(-1, 36), L"3W5E11264SGSF"},
       {Int64ToString(std::numeric_limits<std::int64_t>::min(), 10), L"-9223372036854775808"},
       {Int32ToString(std::numeric_limits<std::int32_t>::min(), 10), L"-2147483648"},
       {IntToString(std::numeric_limits<int>::min(), 8), L"20000000000"},
-      {Int8ToString(-128, 10), L"-128"},
-      {Int32ToString(2147483647, 2), L"1111111111111111111111111111111"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(row.expected, std::wstring(row.text.begin(), row.text.end()));
@@ -48,12 +43,6 @@ TEST(IntegerToString, RadixOutsideTwoToThirtySixIsRefused) {
     EXPECT_KEL_THROW(UInt32ToString(0, radix), UnableToConvert, -1, "Unable to convert.");
     EXPECT_KEL_THROW(Int64ToString(-7, radix), UnableToConvert, -1, "Unable to convert.");
     EXPECT_KEL_THROW(Int16ToString(7, radix), UnableToConvert, -1, "Unable to convert.");
-  }
-  try {
-    UInt32ToString(5, 0);
-    ADD_FAILURE() << "radix 0 accepted";
-  } catch (const UnableToConvert& e) {
-    EXPECT_STREQ("IntegerToString", e.getFile());
   }
 }
 
