@@ -112,6 +112,12 @@ TYPED_TEST(StringTest, GrowsToTwiceTheNeedOrExactlyTheNeedWhenRefused) {
   AllocationsOf([&] { EXPECT_THROW(s.append(30u, C('z')), std::bad_alloc); }, 0);
   EXPECT_EQ(block, s.c_str());
   EXPECT_EQ(Txt<C>("0123456789abbbbbbbbbbbcd"), Std(s));
+  // Swapping exchanges the room with the text.
+  S other(Txt<C>("x").c_str());
+  s.swap(other);
+  EXPECT_EQ(Sizes{}, AllocationsOf([&] { other += C('e'); }));
+  EXPECT_EQ((Sizes{5u * w}), AllocationsOf([&] { s += C('f'); }));  // 2 needed: capacity 4
+  EXPECT_EQ(Txt<C>("xf"), Std(s));
 }
 
 TYPED_TEST(StringTest, AssignmentResizesExactlyAndToleratesItsOwnText) {
