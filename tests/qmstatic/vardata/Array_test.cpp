@@ -65,32 +65,6 @@ TEST(Array, OrderIsByElementsWithTrailingEmptiesIgnored) {
   EXPECT_EQ(3.0, static_cast<double>(ArrayOf({3, 4})));
 }
 
-TEST(Array, WritesThroughACopyNeverShowThroughTheOriginal) {
-  VarData a = ArrayOf({1, 2});
-  IVarDataGuts* guts = a.getGuts();
-  VarData b = a;
-  b.SetElement(0, VarData(100));
-  EXPECT_NE(guts, b.getGuts());
-  EXPECT_EQ(VarData(1), a.GetElement(0));
-  EXPECT_EQ(VarData(100), b.GetElement(0));
-  EXPECT_EQ(1, CountOf(guts));
-  IVarDataGuts* own = b.getGuts();
-  b.SetElement(5, VarData(6));  // an unshared array is written in place
-  EXPECT_EQ(own, b.getGuts());
-
-  // Nested arrays stay shared until written.
-  const VarData inner = ArrayOf({1});
-  const VarData outer = ArrayOf({inner});
-  VarData copy = outer;
-  copy.unshare();
-  EXPECT_NE(outer.getGuts(), copy.getGuts());
-  EXPECT_EQ(inner.getGuts(), copy.GetElement(0).getGuts());
-  copy.SetElement(0, 0, VarData(2));
-  EXPECT_EQ(VarData(1), outer.GetElement(0, 0));
-  EXPECT_EQ(VarData(1), inner.GetElement(0));
-  EXPECT_EQ(VarData(2), copy.GetElement(0, 0));
-}
-
 TEST(Array, TwoDimensionalWritesSkipEqualValuesAndAvoidRowCopies) {
   VarData grid;
   grid.SetElement(1, 2, VarData(7));

@@ -56,8 +56,6 @@ TEST(Guts, EachClassAnswersExactlyItsIdentifiers) {
   // The byte layout other modules use.
   EXPECT_EQ(0, std::memcmp(tg, &IID_IVarDataTGVariant, 16));
   EXPECT_EQ(0, std::memcmp(unknown, &IID_IUnknown, 16));
-  EXPECT_EQ(0xCC498481u, IID_IVarDataSequence.Data1);
-  EXPECT_EQ(0x11D2u, IID_IVarDataCell.Data3);
   const unsigned char byte = 7;
   const struct {
     const char* name;
