@@ -24,11 +24,7 @@ using zo::kel::AutoBuffer;
 using zo::kel::FlexData;
 using zo_kel_test::CountOf;
 
-std::string Image(const VarData& v) {
-  AutoBuffer buffer;
-  v.SerializeWithoutSize(buffer, true);
-  return std::string(reinterpret_cast<const char*>(buffer.Data()), buffer.Len());
-}
+std::string Image(const VarData& v) { return zo_kel_test::ImageOf(v, true); }
 
 // The value converted to `kind` and then to `back`, as an image.
 std::string Through(VarData v, std::uint16_t kind, std::uint16_t back) {
@@ -63,8 +59,8 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   const std::string image = Image(shared);
   const std::string text = Through(shared, VarData::kUnicode, VarData::kUnicode);
   const std::string packet = Through(shared, VarData::kFlexData, VarData::kFlexData);
-  const AutoBuffer sharedBuffer(reinterpret_cast<const unsigned char*>(image.data()),
-                                static_cast<std::uint32_t>(image.size()));
+  const zo_kel_test::Bytes bytes = zo_kel_test::Hex(image);
+  const AutoBuffer sharedBuffer(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
 
   std::atomic<int> failures{0};
   auto fail = [&failures](bool ok) {
@@ -80,7 +76,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
         AutoBuffer mine = sharedBuffer;
         std::uint32_t used = 0;
         const VarData read = VarData::DeserializeWithoutSize(mine.Data(), mine.Len(), used, true);
-        fail(used == image.size() && read.Compare(shared) == 0);
+        fail(used == bytes.size() && read.Compare(shared) == 0);
         mine.Append("x", 1);
         // Conversions of shared values and elements, each on a handle of its own.
         fail(Through(copy, VarData::kUnicode, VarData::kUnicode) == text);
@@ -102,7 +98,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(0, failures.load());
   EXPECT_EQ(image, Image(shared));
-  EXPECT_EQ(image.size(), sharedBuffer.Len());
+  EXPECT_EQ(bytes.size(), sharedBuffer.Len());
   EXPECT_EQ(1, CountOf(shared.getGuts()));
   EXPECT_EQ(2, CountOf(numbers.getGuts()));  // held by the tree and by `numbers`
 }
