@@ -56,8 +56,6 @@ TEST(Array, OrderIsByElementsWithTrailingEmptiesIgnored) {
   }
   // Truth and number come from element 0.
   EXPECT_FALSE(static_cast<bool>(ArrayOf({})));
-  EXPECT_FALSE(static_cast<bool>(ArrayOf({VarData()})));
-  EXPECT_EQ(0.0, static_cast<double>(ArrayOf({VarData()})));
   EXPECT_TRUE(static_cast<bool>(ArrayOf({3, 0})));
   EXPECT_FALSE(static_cast<bool>(ArrayOf({0, 3})));
   EXPECT_EQ(3.0, static_cast<double>(ArrayOf({3, 4})));
