@@ -24,7 +24,11 @@ using zo::kel::AutoBuffer;
 using zo::kel::FlexData;
 using zo_kel_test::CountOf;
 
-std::string Image(const VarData& v) { return zo_kel_test::ImageOf(v, true); }
+std::string Image(const VarData& v) {
+  AutoBuffer buffer;
+  v.SerializeWithoutSize(buffer, true);
+  return std::string(reinterpret_cast<const char*>(buffer.Data()), buffer.Len());
+}
 
 // The value converted to `kind` and then to `back`, as an image.
 std::string Through(VarData v, std::uint16_t kind, std::uint16_t back) {
@@ -59,8 +63,12 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   const std::string image = Image(shared);
   const std::string text = Through(shared, VarData::kUnicode, VarData::kUnicode);
   const std::string packet = Through(shared, VarData::kFlexData, VarData::kFlexData);
-  const zo_kel_test::Bytes bytes = zo_kel_test::Hex(image);
-  const AutoBuffer sharedBuffer(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  const std::string variant =
+      Through(shared.getValue("inner"), VarData::kTGVariant, VarData::kDictionary);
+  const std::string number = Through(shared.getValue("variant"), VarData::kNumeric, 3);
+  ASSERT_EQ(Image(VarData(42)), number);
+  const AutoBuffer sharedBuffer(reinterpret_cast<const unsigned char*>(image.data()),
+                                static_cast<std::uint32_t>(image.size()));
 
   std::atomic<int> failures{0};
   auto fail = [&failures](bool ok) {
@@ -76,11 +84,16 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
         AutoBuffer mine = sharedBuffer;
         std::uint32_t used = 0;
         const VarData read = VarData::DeserializeWithoutSize(mine.Data(), mine.Len(), used, true);
-        fail(used == bytes.size() && read.Compare(shared) == 0);
+        fail(used == image.size() && read.Compare(shared) == 0);
         mine.Append("x", 1);
         // Conversions of shared values and elements, each on a handle of its own.
         fail(Through(copy, VarData::kUnicode, VarData::kUnicode) == text);
         if (round % 8 == 0) fail(Through(copy, VarData::kFlexData, VarData::kFlexData) == packet);
+        if (round % 8 == 4) {
+          fail(Through(copy.getValue("inner"), VarData::kTGVariant, VarData::kDictionary) ==
+               variant);
+        }
+        if (round % 8 == 2) fail(Through(copy.getValue("variant"), 3, 3) == number);
         VarData element = numbers.GetElement(static_cast<std::uint32_t>(round % 32));
         element.Convert_(VarData::kAnsi);
         fail(static_cast<double>(VarData(element.getAnsiString())) == (round % 32) * 1.5);
@@ -98,7 +111,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(0, failures.load());
   EXPECT_EQ(image, Image(shared));
-  EXPECT_EQ(bytes.size(), sharedBuffer.Len());
+  EXPECT_EQ(image.size(), sharedBuffer.Len());
   EXPECT_EQ(1, CountOf(shared.getGuts()));
   EXPECT_EQ(2, CountOf(numbers.getGuts()));  // held by the tree and by `numbers`
 }
