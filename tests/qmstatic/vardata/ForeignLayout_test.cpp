@@ -88,12 +88,6 @@ TEST(ForeignGuts, ForeignModuleCallsLibraryGutsThroughItsDeclarations) {
   EXPECT_EQ("AB C", ForeignView::upperThroughSecondInterface(ansi, secondAfterFirst));
   EXPECT_TRUE(secondAfterFirst);
   EXPECT_EQ(1, ForeignView::addRefRelease(ansi));
-
-  const unsigned short words[] = {0x0008, 0x0001};
-  const unsigned char data[] = {0x2A};
-  const VarData tg = VarData::tgvar(words, 2, data, 1);
-  EXPECT_EQ("2,1,13", ForeignView::variant(tg.getGuts()));
-  EXPECT_EQ(1, ForeignView::addRefRelease(tg.getGuts()));
 }
 
 }  // namespace
