@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -39,15 +38,6 @@ Words W(const std::string& hex) {
   for (std::size_t i = 0; i + 1 < b.size(); i += 2)
     w.push_back(static_cast<unsigned short>(b[i] << 8 | b[i + 1]));
   return w;
-}
-std::string HexOf(const Words& words) {
-  std::string out;
-  char word[6];
-  for (unsigned short w : words) {
-    std::snprintf(word, sizeof word, out.empty() ? "%04X" : " %04X", w);
-    out += word;
-  }
-  return out;
 }
 
 // Flattens into buffers of exactly the reported sizes.
@@ -121,7 +111,7 @@ TEST(TGVariant, EveryCodeFlattensToItsWordsAndBytes) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.data);
     const Flat f = Flatten(c.value, c.mode, c.name);
-    EXPECT_EQ(c.words, HexOf(f.words));
+    EXPECT_EQ(W(c.words), f.words);
     EXPECT_EQ(c.data, ToHex(f.data));
     AString name;
     const VarData back = Read(f.words, f.data, c.mode, false, &name);
