@@ -118,9 +118,7 @@ TEST(StringCaseCompare, FirstDifferenceAtEveryPositionOfLongTexts) {
     for (std::size_t at = 0; at < length; ++at) {
       SCOPED_TRACE(testing::Message() << length << " " << at);
       const std::string a(length, 'm');
-      std::string b(length, '\x01');
-      for (std::size_t i = 0; i < at; ++i) b[i] = 'M';
-      b[at] = 'N';
+      std::string b = std::string(at, 'M') + 'N' + std::string(length - at - 1, '\x01');
       EXPECT_EQ('m' - 'n', CaseCounted(a, b));
       b.replace(0, at + 1, at, 'm').insert(at, 1, 'M');
       EXPECT_EQ('m' - 'M', ExactCounted(a, b));
