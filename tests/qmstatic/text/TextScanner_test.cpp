@@ -226,17 +226,14 @@ TEST(GetDate0, SplitsTheTimeOfDayAndWrapsLargeCounts) {
 TEST(TextToNumber0, TriesNumberThenDurationThenDate) {
   PinnedYear pin(2026);
   // kNotWritten: refused. "  " is not a number, but an empty duration.
+  // clang-format off
   const struct {
     const char* text;
     int format;
     double value;
-  } cases[] = {{"42", 0, 42},
-               {"1:30", 0, 90 / 86400.0},
-               {"  ", 0, 0},
-               {"25/12/2024", 67, 45651},
-               {"25/12/2024", 0, kNotWritten},
-               {"", 0, kNotWritten},
-               {nullptr, 0, kNotWritten}};
+  } cases[] = {{"42", 0, 42}, {"1:30", 0, 90 / 86400.0}, {"  ", 0, 0}, {"25/12/2024", 67, 45651},
+               {"25/12/2024", 0, kNotWritten}, {"", 0, kNotWritten}, {nullptr, 0, kNotWritten}};
+  // clang-format on
   for (const auto& c : cases) {
     double value = kNotWritten;
     EXPECT_EQ(c.value != kNotWritten, TextToNumber0(c.text, &value, c.format)) << c.format;
