@@ -128,14 +128,10 @@ TEST(AnsiToWide, Latin1FallbackPair) {
   Latin1WideToAnsi(nullptr, nullptr, "", nullBegin, nullEnd);  // a null text is empty
   std::unique_ptr<char[]> owner(nullBegin);
   EXPECT_TRUE(nullBegin == nullEnd && *nullEnd == '\0');
-  for (const char* codeSet : {"UTF-8", "us-ascii", static_cast<const char*>(nullptr)}) {
-    wchar_t* wideBegin = nullptr;
-    wchar_t* wideEnd = nullptr;
-    char* begin = nullptr;
-    char* end = nullptr;
-    EXPECT_KEL_THROW(Latin1AnsiToWide("a", nullptr, codeSet, wideBegin, wideEnd), InvalidLocale,
+  for (const char* codeSet : {"us-ascii", static_cast<const char*>(nullptr)}) {
+    EXPECT_KEL_THROW(Between<wchar_t>(std::string("a"), codeSet, Latin1AnsiToWide), InvalidLocale,
                      kInvalidLocaleCode, "Invalid locale");
-    EXPECT_KEL_THROW(Latin1WideToAnsi(L"a", nullptr, codeSet, begin, end), InvalidLocale,
+    EXPECT_KEL_THROW(Between<char>(std::wstring(L"a"), codeSet, Latin1WideToAnsi), InvalidLocale,
                      kInvalidLocaleCode, "Invalid locale");
   }
 }

@@ -43,7 +43,6 @@ TEST(StringCaseCompare, NarrowFormsGiveTheDifferenceOfTheFirstDifferingBytes) {
       {"abc", "ABC", 0, 'a' - 'A'},
       {"", "abc", -3, -3},  // a prefix: the length difference
       {"abcd", "", 4, 4},
-      {"", "", 0, 0},
       {"Z", "_", 27, -5},         // 'z' (7A) folded is above '_'; exact 'Z' (5A) is below
       {"\xE9", "a", 0x88, 0x88},  // bytes compare unsigned
       {S("a\0b", 3), S("a\0c", 3), -1, -1},  // embedded NULs take part
@@ -97,23 +96,18 @@ TEST(StringCaseCompare, NarrowFoldIsAsciiOnlyAtEveryByteAndPositionWhateverTheLo
   const ScopedLocale utf8("C.UTF-8");
   ASSERT_TRUE(utf8.ok());
   const auto fold = [](int c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; };
-  int mismatches = 0;
-  std::string firstMismatch;
   for (std::size_t at = 0; at < 9; ++at) {
     for (int x = 0; x < 256; ++x) {
       for (int y = 0; y < 256; ++y) {
-        std::string a = "kEy.Zz@[q";
-        std::string b = "KeY.zZ@[Q";
+        std::string a = "kEy.Zz@[q", b = "KeY.zZ@[Q";
         a[at] = static_cast<char>(x);
         b[at] = static_cast<char>(y);
         const int want = fold(x) - fold(y);
-        if (CaseCounted(a, b) != want || StringCaseCompare(a.c_str(), b.c_str()) != want) {
-          if (mismatches++ == 0) firstMismatch = std::to_string(at) + ": " + a + " / " + b;
-        }
+        ASSERT_EQ(want, CaseCounted(a, b)) << at << ": " << x << " / " << y;
+        ASSERT_EQ(want, StringCaseCompare(a.c_str(), b.c_str())) << at << ": " << x << " / " << y;
       }
     }
   }
-  EXPECT_EQ(0, mismatches) << "first at " << firstMismatch;
 }
 
 TEST(StringCaseCompare, FirstDifferenceAtEveryPositionOfLongTexts) {
@@ -123,9 +117,7 @@ TEST(StringCaseCompare, FirstDifferenceAtEveryPositionOfLongTexts) {
     for (std::size_t at = 0; at < length; ++at) {
       SCOPED_TRACE(testing::Message() << length << " " << at);
       const std::string a(length, 'm');
-      std::string b(length, '\x01');
-      for (std::size_t i = 0; i < at; ++i) b[i] = 'M';
-      b[at] = 'N';
+      std::string b = std::string(at, 'M') + 'N' + std::string(length - at - 1, '\x01');
       EXPECT_EQ('m' - 'n', CaseCounted(a, b));
       b.replace(0, at + 1, at, 'm').insert(at, 1, 'M');
       EXPECT_EQ('m' - 'M', ExactCounted(a, b));

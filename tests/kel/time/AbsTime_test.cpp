@@ -17,10 +17,6 @@ using zo::kel::RelTime;
 using zo_kel_test::F;
 using zo_kel_test::W;
 
-AbsTime At(std::uint32_t w3, std::uint32_t w2, std::uint32_t w1, std::uint32_t w0) {
-  return AbsTime(F(w3, w2, w1, w0));
-}
-
 // The words of AbsTime::min and AbsTime::max are checked through the epoch moves.
 TEST(AbsTime, ConstructionAndTheSplitAtTheFloor) {
   // Whole seconds and a fraction far below a double's resolution at that size stay apart.
@@ -34,18 +30,18 @@ TEST(AbsTime, ConstructionAndTheSplitAtTheFloor) {
 
 TEST(AbsTime, FractionsThatRoundToOneCarryIntoTheSeconds) {
   // 5 + (1 - 2^-64): the fraction becomes 1.0 as a double.
-  const AbsTime nearly_six = At(0, 5, 0xFFFFFFFF, 0xFFFFFFFF);
+  const AbsTime nearly_six(F(0, 5, 0xFFFFFFFF, 0xFFFFFFFF));
   EXPECT_EQ(6, nearly_six.getSeconds());
   EXPECT_EQ(0.0, nearly_six.getFraction());
   // 1 - 2^-52 lies one epsilon below 1: a carry. 1 - 2^-51 does not.
-  const AbsTime one_epsilon = At(0, 5, 0xFFFFFFFF, 0xFFFFF000);
+  const AbsTime one_epsilon(F(0, 5, 0xFFFFFFFF, 0xFFFFF000));
   EXPECT_EQ(6, one_epsilon.getSeconds());
   EXPECT_EQ(0.0, one_epsilon.getFraction());
-  const AbsTime two_epsilons = At(0, 5, 0xFFFFFFFF, 0xFFFFE000);
+  const AbsTime two_epsilons(F(0, 5, 0xFFFFFFFF, 0xFFFFE000));
   EXPECT_EQ(5, two_epsilons.getSeconds());
   EXPECT_EQ(1.0 - 0x1p-51, two_epsilons.getFraction());
   // A negative count carries away from zero, deliberately.
-  const AbsTime minus_lsb = At(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF);
+  const AbsTime minus_lsb(F(0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF));
   EXPECT_EQ(-1, minus_lsb.getSecondsImpl());
   EXPECT_EQ(-2, minus_lsb.getSeconds());
   EXPECT_EQ(0.0, minus_lsb.getFraction());

@@ -1,6 +1,5 @@
-// Tests of the 128-bit fixed-point type: exact words of constructions, conversions, sums,
-// products, quotients, shifts and status merging, with products and quotients checked against
-// independent reference arithmetic written here.
+// Tests of the 128-bit fixed-point type: exact words, with products, quotients and shifts checked
+// against independent reference arithmetic written here.
 #include "kel/time/tFixedPoint128.h"
 
 #include <gtest/gtest.h>
@@ -8,13 +7,10 @@
 #include <array>
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
-#include "support/Rows.h"
 #include "support/TimeTest.h"
 
 namespace {
@@ -39,32 +35,27 @@ Ref RefSub(Ref a, const Ref& b) {
   return a;
 }
 Ref RefNegate(const Ref& a) { return RefSub(Ref{}, a); }
-bool RefNegative(const Ref& a) { return (a[3] >> 31) != 0; }
-bool RefGreaterEqual(const Ref& a, const Ref& b) {
-  for (int i = 3; i >= 0; --i) {
-    if (a[i] != b[i]) return a[i] > b[i];
-  }
-  return true;
+Ref RefTwice(Ref a) {
+  for (int i = 3; i >= 0; --i) a[i] = a[i] << 1 | (i > 0 ? a[i - 1] >> 31 : 0);
+  return a;
 }
-// One bit left, or right with `fill` coming in at the top.
-Ref RefShift1(const Ref& a, bool left, std::uint32_t fill = 0) {
-  Ref r;
-  for (int i = 0; i < 4; ++i) {
-    r[i] = left ? a[i] << 1 | (i > 0 ? a[i - 1] >> 31 : 0)
-                : a[i] >> 1 | (i < 3 ? a[i + 1] : fill) << 31;
+bool RefNegative(const Ref& a) { return (a[3] >> 31) != 0; }
+bool RefLess(const Ref& a, const Ref& b) {
+  for (int i = 3; i >= 0; --i) {
+    if (a[i] != b[i]) return a[i] < b[i];
+  }
+  return false;
+}
+bool Bit(const Ref& a, std::int64_t i) { return (a[i / 32] >> (i % 32) & 1) != 0; }
+
+// Bit i of the result is bit i + n of v, where n is the count of a right shift (negated for a
+// left one): zero below bit 0, and above bit 127 the sign bit when arithmetic.
+Ref RefShift(const Ref& v, bool left, std::int64_t count, bool arithmetic) {
+  Ref r{};
+  for (std::int64_t i = 0, j = left ? -count : count; i < 128; ++i, ++j) {
+    if (j >= 128 ? arithmetic && RefNegative(v) : j >= 0 && Bit(v, j)) r[i / 32] |= 1u << (i % 32);
   }
   return r;
-}
-// Shifts v one bit at a time, at most 128 times; a negative count shifts the other way, and a
-// right shift fills with the sign bit when arithmetic.
-Ref RefShift(Ref v, bool left, std::int64_t count, bool arithmetic) {
-  if (count < 0) {
-    left = !left;
-    count = -count;
-  }
-  const std::uint32_t fill = arithmetic && !left && RefNegative(v) ? 1 : 0;
-  for (std::int64_t i = 0; i < count && i < 128; ++i) v = RefShift1(v, left, fill);
-  return v;
 }
 
 template <typename T>
@@ -105,22 +96,20 @@ Ref RefMultiplySigned(const Ref& a, const Ref& b) {
   return RefNegative(a) != RefNegative(b) ? RefNegate(r) : r;
 }
 
-// Restoring division one bit per round: floor(a * 2^64 / b) modulo 2^128; b != 0.
-Ref RefDivideBitByBit(Ref r, Ref d) {
-  Ref q{};
-  int k = 0;
-  for (; !RefNegative(d); ++k) d = RefShift1(d, true);
-  const int rounds = k + 64 + 1;
-  bool out = false;
-  for (int round = 0; round < rounds; ++round) {
-    if (out || RefGreaterEqual(r, d)) {
-      r = RefSub(r, d);
+// Restoring division, one bit of the 192-bit dividend a * 2^64 per round: the quotient modulo
+// 2^128; b != 0. Doubling a remainder with its top bit set overflows, and is then above b.
+Ref RefDivide(const Ref& a, const Ref& b) {
+  Ref q{}, r{};
+  int i = 191;
+  while (i >= 64 && !Bit(a, i - 64)) --i;  // leading zeros leave r and q at zero
+  for (; i >= 0; --i) {
+    const bool overflow = RefNegative(r);
+    r = RefTwice(r);
+    r[0] |= i >= 64 && Bit(a, i - 64) ? 1 : 0;
+    q = RefTwice(q);
+    if (overflow || !RefLess(r, b)) {
+      r = RefSub(r, b);
       q[0] |= 1;
-    }
-    if (round + 1 < rounds) {
-      out = RefNegative(r);
-      q = RefShift1(q, true);
-      r = RefShift1(r, true);
     }
   }
   return q;
@@ -192,10 +181,8 @@ TEST(tFixedPoint128, ConversionsToFloatingPoint) {
 
 TEST(tFixedPoint128, ConversionToUnsignedLongTakesTheIntegerWords) {
   EXPECT_EQ(0xFFFFFFFFu, static_cast<std::uint32_t>(Fixed(-0.5)));
-  EXPECT_EQ(7u, static_cast<std::uint32_t>(Fixed(7.99)));
   EXPECT_EQ(5u, static_cast<std::uint32_t>(Fixed(0x1p32L + 5.0L)));
   EXPECT_EQ(0xFFFFFFFFFFFFFFFFu, Fixed(-1).ConversionHelper(8, true));
-  EXPECT_EQ(2u, F(1, 2, 3, 4).ConversionHelper(4, true));
   EXPECT_EQ(0x2345u, Fixed(0x12345u).ConversionHelper(2, false));
 }
 
@@ -243,8 +230,7 @@ TEST(tFixedPoint128, SumsNegationAndMaskCarryBorrowAndWrap) {
   EXPECT_EQ(kZero, W(t));
   EXPECT_EQ("FFFFFFFF 7FFFFFFF 00000000 00000000", W(INT32_MIN - Fixed(1)));
   EXPECT_EQ(kAllOnes, W(tUnsignedFixedPoint128(0) - tUnsignedFixedPoint128::FromWords(0, 0, 0, 1)));
-  // Negation wraps too: the most negative value is its own negation. (Negation elsewhere is
-  // checked through the products of negated operands.)
+  // Negation wraps too: the most negative value is its own negation.
   t = F(0x80000000, 0, 0, 0);
   t.Negate();
   EXPECT_EQ(kMin, W(t));
@@ -287,33 +273,27 @@ TEST(tFixedPoint128, QuotientsTruncateAndRemaindersUseTheFixedPointProduct) {
 
 TEST(tFixedPoint128, QuotientsMatchBitByBitDivision) {
   using U = tUnsignedFixedPoint128;
-  // High and low halves, in hex, of operands at the edges of the digits and words.
+  // High and low halves of operands at the edges of the digits and words.
+  const std::uint64_t top = std::uint64_t{1} << 63, ones = ~std::uint64_t{0};
+  // clang-format off
+  const std::uint64_t edges[][2] = {
+      {0, 1}, {0, 3}, {0, 0xFFFFFFFF}, {0, 0x100000000}, {0, top}, {0, ones}, {1, 0}, {1, 1},
+      {0xFFFFFFFF, 0xFFFFFFFF00000000}, {top - 1, ones}, {top, 0}, {top, 1},
+      {0xFFFFFFFF00000000, 0xFFFFFFFF00000000}, {0x100000000, 0}, {0xFFFFFFFF, ones - 1},
+      {ones, ones}, {top, 0x80000000}, {0x80000000, 1}};
+  // clang-format on
   std::vector<Ref> operands;
-  for (const std::string& edge : zo_kel_test::Items(
-           "0 1 | 0 3 | 0 FFFFFFFF | 0 100000000 | 0 8000000000000000 | 0 FFFFFFFFFFFFFFFF | 1 0 |"
-           "1 1 | FFFFFFFF FFFFFFFF00000000 | 7FFFFFFFFFFFFFFF FFFFFFFFFFFFFFFF | 8000000000000000 "
-           "0 |"
-           "8000000000000000 1 | FFFFFFFF00000000 FFFFFFFF00000000 | 100000000 0 |"
-           "FFFFFFFF FFFFFFFFFFFFFFFE | FFFFFFFFFFFFFFFF FFFFFFFFFFFFFFFF |"
-           "8000000000000000 80000000 | 80000000 1")) {
-    char* low = nullptr;
-    const std::uint64_t high = std::strtoull(edge.c_str(), &low, 16);
-    operands.push_back(FromHalves(high, std::strtoull(low, nullptr, 16)));
-  }
+  for (const auto& edge : edges) operands.push_back(FromHalves(edge[0], edge[1]));
   std::mt19937_64 rng(2038);
   const std::size_t edgeCount = operands.size();
   for (int i = 0; i < 20000; ++i) operands.push_back(RandomOperand(rng));
-  std::vector<std::pair<Ref, Ref>> pairs;
-  for (const Ref& a : operands) {
-    for (std::size_t j = 0; j < edgeCount; ++j) pairs.emplace_back(a, operands[j]);
-  }
-  for (std::size_t i = 0; i + 1 < operands.size(); i += 2)
-    pairs.emplace_back(operands[i], operands[i + 1]);
-
-  for (const auto& pair : pairs) {
-    const Ref a = pair.first, b = pair.second;
+  // Each operand against every edge, and against the next operand.
+  const std::size_t n = operands.size();
+  for (std::size_t k = 0; k < n * (edgeCount + 1); ++k) {
+    const std::size_t i = k / (edgeCount + 1), j = k % (edgeCount + 1);
+    const Ref a = operands[i], b = operands[j < edgeCount ? j : (i + 1) % n];
     if (b == Ref{}) continue;
-    const Ref q = RefDivideBitByBit(a, b);
+    const Ref q = RefDivide(a, b);
     const Ref remainder = RefSub(a, RefMultiplyMagnitudes(q, b));
     const U ua = FromRef<U>(a), ub = FromRef<U>(b);
     U ur;
@@ -321,16 +301,15 @@ TEST(tFixedPoint128, QuotientsMatchBitByBitDivision) {
     ASSERT_EQ(remainder, ToRef(ur)) << W(ua) << " / " << W(ub);
     ASSERT_EQ(q, ToRef(nZOSS100::detail::DivideMagnitudesPortable(ua, ub)));
 
-    // The signed variant divides the magnitudes: sign the operands at random.
+    // The signed variant divides the magnitudes: the quotient takes the sign of the product, the
+    // remainder that of the dividend.
     if (RefNegative(a) || RefNegative(b)) continue;
     const bool negate_a = (rng() & 1) != 0, negate_b = (rng() & 1) != 0;
     const Fixed sa = FromRef<Fixed>(negate_a ? RefNegate(a) : a);
     const Fixed sb = FromRef<Fixed>(negate_b ? RefNegate(b) : b);
     Fixed sr;
-    const Ref expected_q = negate_a != negate_b ? RefNegate(q) : q;
-    const Ref expected_r = negate_a ? RefNegate(remainder) : remainder;
-    ASSERT_EQ(expected_q, ToRef(Fixed::DivideInternal(sa, sb, &sr))) << W(sa) << " / " << W(sb);
-    ASSERT_EQ(expected_r, ToRef(sr)) << W(sa) << " / " << W(sb);
+    ASSERT_EQ(negate_a != negate_b ? RefNegate(q) : q, ToRef(Fixed::DivideInternal(sa, sb, &sr)));
+    ASSERT_EQ(negate_a ? RefNegate(remainder) : remainder, ToRef(sr)) << W(sa) << " / " << W(sb);
   }
 }
 
