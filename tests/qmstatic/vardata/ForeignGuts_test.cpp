@@ -1,6 +1,5 @@
 // Guts as another module declares them: the interfaces written out from their slot order alone
-// (no library header), with the same class names a plug-in would use. ForeignLayout_test.cpp
-// hands these objects to the library, and calls the library's guts through these declarations.
+// (no library header), with the same class names a plug-in would use.
 #include "qmstatic/vardata/ForeignGuts_test.h"
 
 #include <cstdint>
@@ -167,6 +166,12 @@ class ForeignTGVariant final : public Counted<IVarDataTGVariant> {
   unsigned char byte_;
 };
 
+// The text of narrow-text guts, through GetData and GetLength.
+std::string TextOf(void* ansiGuts) {
+  const auto* ansi = static_cast<const IVarDataAnsi*>(static_cast<IVarDataGuts*>(ansiGuts));
+  return std::string(ansi->GetData(), ansi->GetLength());
+}
+
 }  // namespace
 
 void* MakeForeignRaw(ForeignProbe& probe, const unsigned char* data, std::uint32_t count) {
@@ -175,11 +180,6 @@ void* MakeForeignRaw(ForeignProbe& probe, const unsigned char* data, std::uint32
 
 void* MakeForeignTGVariant(ForeignProbe& probe, unsigned short word, unsigned char byte) {
   return static_cast<IVarDataGuts*>(new ForeignTGVariant(probe, word, byte));
-}
-
-std::string ForeignView::text(void* ansiGuts) {
-  const auto* ansi = static_cast<const IVarDataAnsi*>(static_cast<IVarDataGuts*>(ansiGuts));
-  return std::string(ansi->GetData(), ansi->GetLength());
 }
 
 std::string ForeignView::upperThroughSecondInterface(void* ansiGuts, bool& secondAfterFirst) {
@@ -191,19 +191,15 @@ std::string ForeignView::upperThroughSecondInterface(void* ansiGuts, bool& secon
   // The result's first interface sits one pointer before its IAnsiGuts.
   auto* made = reinterpret_cast<IVarDataAnsi*>(
       const_cast<char*>(reinterpret_cast<const char*>(upper)) - sizeof(void*));
-  std::string out = text(static_cast<IVarDataGuts*>(made));
+  std::string out = TextOf(static_cast<IVarDataGuts*>(made));
   // Both orders through the second vtable: equal to the original without regard to case only.
-  const std::string original = text(ansiGuts);
+  const std::string original = TextOf(ansiGuts);
   if (upper->Compare(original.c_str()) != 0 || upper->ExactCompare(original.c_str()) == 0) {
     out += "(order)";
   }
   out += made->Release() == 0 ? "" : "(leak)";
+  // The caller's reference and the one QueryInterface added, one more and back.
+  if (guts->AddRef() != 3 || guts->Release() != 2) out += "(count)";
   guts->Release();  // the reference QueryInterface added
   return out;
-}
-
-std::int32_t ForeignView::addRefRelease(void* guts) {
-  auto* g = static_cast<IVarDataGuts*>(guts);
-  g->AddRef();
-  return g->Release();
 }

@@ -19,13 +19,10 @@ void* MakeForeignTGVariant(ForeignProbe& probe, unsigned short word, unsigned ch
 
 /// Calls through the foreign declarations on guts the library made.
 struct ForeignView {
-  /// The text of narrow-text guts, through GetData and GetLength.
-  static std::string text(void* ansiGuts);
   /// The upper-case text made through the second interface (ToUpper), released again; tells
-  /// whether that interface sits one pointer after the first.
+  /// whether that interface sits one pointer after the first. Notes in the text what went wrong
+  /// with the orders, the counts or the release.
   static std::string upperThroughSecondInterface(void* ansiGuts, bool& secondAfterFirst);
-  /// The count after an AddRef and a Release.
-  static std::int32_t addRefRelease(void* guts);
 };
 
 #endif  // ZO_KEL_TESTS_FOREIGNGUTS_TEST_H

