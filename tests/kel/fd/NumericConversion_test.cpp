@@ -154,9 +154,9 @@ TEST(NumericConversion, SinglePrecisionSourcesFollowTheSameTableAndBoolsAreSigne
   const float values[] = {40000.0f, 3e9f, -1.5f};
   Bytes bytes(sizeof values);
   std::memcpy(bytes.data(), values, sizeof values);
-  std::int32_t i32[3];
-  copyElts<std::int32_t>(FlexType::F32, 3, TAEndian::Host, bytes.data(), TAEndian::Host, i32);
-  EXPECT_EQ((std::vector<int>{40000, -2147483647 - 1, -1}), (std::vector<int>(i32, i32 + 3)));
+  short i16[3];
+  copyElts<short>(FlexType::F32, 3, TAEndian::Little, bytes.data(), TAEndian::Little, i16);
+  EXPECT_EQ((std::vector<int>{-32768, -32768, -1}), (std::vector<int>(i16, i16 + 3)));
   EXPECT_EQ(-1, GetNum<signed char>(FlexType::F32, bytes.data() + 8, bytes.data() + 12));
 
   const Bytes flags = Hex("00 01 FF");
