@@ -101,10 +101,6 @@ TEST(FdPacket, MetadataElementSizesByClass) {
   for (const auto& row : rows) {
     const Bytes md = Hex(std::string(row.md) + " EE EE");  // bytes after the element are ignored
     EXPECT_EQ(row.size, GetMDEltSize(md.data(), md.data() + md.size())) << row.md;
-    EXPECT_EQ(md.data() + row.size, GetNextElt(md.data(), md.data() + md.size())) << row.md;
-    std::uint16_t next = 0;
-    GetNextElt(md.data(), next, md.data() + md.size());
-    EXPECT_EQ(0xEEEEu, next) << row.md;
   }
 }
 
@@ -130,15 +126,13 @@ TEST(FdAttributes, LookupsByCodeAndByName) {
     EXPECT_EQ(nullptr, GetAttributeMD(md, name, end)) << name;
     EXPECT_EQ(nullptr, GetAttributePacket(md, name, end)) << name;
   }
-  const Bytes plain = Hex("00 03 07 00 00 00");
-  EXPECT_EQ(nullptr, GetAttributeMD(plain.data(), "_ZO_MDT", plain.data() + 6));
 }
 
 // The blocks' bytes are checked whole in the waveform packet that FlexData builds from them.
 TEST(FdWaveform, FixedBlocksFitTheirSizesExactly) {
   unsigned char buf[64];
   EXPECT_EQ(0x100000000ull + 47, CalculateWaveformDataSize(0xFFFFFFFFull));
-  EXPECT_EQ(52u, SetWaveformAttributes(buf, buf + 52));
+  EXPECT_EQ(CalculateWaveformAttributeSize(), SetWaveformAttributes(buf, buf + 52));
   EXPECT_EQ(62u, SetWaveformType(buf, buf + 62, FlexType::F64));
   EXPECT_EQ(FlexType::F64, GetWaveformSampleType(buf, buf + 30));
   EXPECT_EQ(20u, SetWaveformDataSuffix(buf, buf + 20));
@@ -148,12 +142,6 @@ TEST(FdWaveform, FixedBlocksFitTheirSizesExactly) {
   EXPECT_THROW(SetWaveformType(buf, buf + 61, FlexType::I32), BufferOverflow);
   EXPECT_THROW(SetWaveformDataSuffix(buf, buf + 19), BufferOverflow);
   for (unsigned char b : buf) ASSERT_EQ(0xAA, b);
-
-  const Bytes packet = Hex(WaveformPacketHex());
-  EXPECT_EQ(CalculateWaveformDataSize(6), ReadDataSize(packet));
-  EXPECT_EQ(4 + CalculateWaveformAttributeSize() + CalculateWaveformTypeSize() +
-                CalculateWaveformDataSize(6),
-            packet.size());
 }
 
 TEST(FdWaveform, RecognisesOnlyTheExactType) {
@@ -252,16 +240,14 @@ TEST(FdMalformed, EachDefectNamesItself) {
        "packet ends inside the array elements"},
   };
   for (const auto& row : rows) {
-    const Bytes packet = Hex(row.packet);
-    try {
-      ReadDataSize(packet);
-      ADD_FAILURE() << "no error for " << row.packet;
-    } catch (const SyntaxError& e) {
-      EXPECT_EQ(std::string("SyntaxError: ") + row.what, e.what()) << row.packet;
-      EXPECT_EQ(kSyntaxCode, e.getErrorCode());
-      EXPECT_STREQ("fd", e.getFile());
-      EXPECT_GT(e.getLine(), 0);
-    }
+    SCOPED_TRACE(row.packet);
+    EXPECT_KEL_THROW(ReadDataSize(Hex(row.packet)), SyntaxError, kSyntaxCode,
+                     (std::string("SyntaxError: ") + row.what).c_str());
+  }
+  try {
+    ReadDataSize(Hex(rows[0].packet));
+  } catch (const SyntaxError& e) {
+    EXPECT_STREQ("fd", e.getFile());
   }
 }
 
@@ -315,10 +301,8 @@ std::vector<unsigned long long> MeasureWideClusters(std::uint32_t members, bool 
 }
 
 TEST(FdMalformed, WideClustersInLongArraysAreMeasuredInLinearWork) {
-  // The type is compiled once, before any element is measured, and runs of fixed-size members
-  // fold into one step, so that no element walks 20,000 members again: measuring takes the same
-  // memory for 1 element as for 100,000, and 20,000 Void members cost less than as many strings,
-  // each of which is a step of its own.
+  // The type is compiled once and runs of fixed-size members fold into one step: 1 element takes
+  // the same memory as 100,000, and 20,000 Void members less than as many strings.
   const auto sum = [](const std::vector<unsigned long long>& sizes) {
     unsigned long long total = 0;
     for (unsigned long long n : sizes) total += n;
