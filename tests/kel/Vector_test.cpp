@@ -274,6 +274,7 @@ TEST(Vector, ShortOrHostileInputIsRejectedBeforeAllocating) {
 TEST(Vector, SizesBeyondFourGibibytesAreRefusedBeforeAllocating) {
   RefuseAllocationsFrom hook(0);
   EXPECT_THROW(Vector<double>(0x20000000u), std::bad_alloc);  // 4 GiB
+  EXPECT_THROW(Vector<unsigned char>(0xFFFFFFFFu), std::bad_alloc);
   Vector<unsigned short> v;
   EXPECT_THROW(v.resize(0x80000000u), std::bad_alloc);
   EXPECT_EQ(0, hook.Requests());
