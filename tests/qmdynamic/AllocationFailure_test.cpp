@@ -69,10 +69,8 @@ namespace {
 
 using zo::kel::AutoBuffer;
 using zo::kel::FlexData;
+using zo_kel_test::ToHex;
 
-std::string Bytes(const unsigned char* p, std::size_t n) {
-  return std::string(reinterpret_cast<const char*>(p), n);
-}
 std::string Image(const VarData& v) { return zo_kel_test::ImageOf(v, true); }
 
 VarData BuildNested() {
@@ -105,14 +103,9 @@ struct Outputs {
   }
   // Each output's bytes, in the order above.
   std::array<std::string, kOutputs> Take() const {
-    return {Bytes(image.Data(), image.Len()),
-            Image(read),
-            Image(converted),
-            Bytes(packet.data(), packet.size()),
-            Bytes(named.data(), named.size()),
-            Image(back),
-            Image(variant),
-            Image(fromVariant)};
+    return {{ToHex(image.Data(), image.Len()), Image(read), Image(converted),
+             ToHex(packet.data(), packet.size()), ToHex(named.data(), named.size()), Image(back),
+             Image(variant), Image(fromVariant)}};
   }
 };
 

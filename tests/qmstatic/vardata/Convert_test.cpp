@@ -23,15 +23,13 @@ using zo_kel_test::Pointer;
 std::string Narrow(VarData v) {
   v.Convert_(VarData::kAnsi);
   EXPECT_EQ(VarData::kAnsi, v.getTypeWord());
-  const zo::kel::AString text = v.getAnsiString();
-  return std::string(text.c_str(), text.size());
+  return std::string(v.getAnsiString().c_str(), v.getAnsiString().size());
 }
 
 std::wstring Wide(VarData v) {
   v.Convert_(VarData::kUnicode);
   EXPECT_EQ(VarData::kUnicode, v.getTypeWord());
-  const zo::kel::WString text = v.getUnicodeString();
-  return std::wstring(text.c_str(), text.size());
+  return std::wstring(v.getUnicodeString().c_str(), v.getUnicodeString().size());
 }
 
 int Sign(std::int32_t n) { return (n > 0) - (n < 0); }
@@ -41,34 +39,15 @@ int Sign(std::int32_t n) { return (n > 0) - (n < 0); }
 TEST(Compare, IsAnOrderOverMixedValues) {
   const double nan = std::nan("");
   const unsigned char ab[] = {'a', 'b'};
-  std::vector<VarData> values = {VarData(),
-                                 VarData(true),
-                                 VarData(1.0),
-                                 VarData(0LL),
-                                 Pointer(0x1000),
-                                 VarData(""),
-                                 VarData("a"),
-                                 VarData("A"),
-                                 VarData("ab"),
-                                 VarData(L""),
-                                 VarData(ab, 2),
-                                 VarData(ab, 0),
-                                 VarData(0, 0, VarData()),
-                                 VarData(1, 2, VarData(3)),
-                                 VarData::dict(),
-                                 DictOf({{1, 1}}),
-                                 DictOf({{nan, 1}}),
-                                 DictOf({{1, 1}, {nan, 2}}),
-                                 DictOf({{nan, 1}, {"a", 1}}),
-                                 DictOf({{"A", 2}}),
-                                 VarData(AbsTime(1.0, 0.0)),
-                                 VarData(RelTime(-1.0, 0.0)),
-                                 ArrayOf({}),
-                                 ArrayOf({1}),
-                                 ArrayOf({1, VarData()}),
-                                 ArrayOf({VarData(), VarData()}),
-                                 ArrayOf({"a"}),
-                                 ArrayOf({"A", 1})};
+  std::vector<VarData> values({VarData(), VarData(true), VarData(1.0), VarData(0LL),
+                               Pointer(0x1000), VarData(""), VarData("a"), VarData("A"),
+                               VarData("ab"), VarData(L""), VarData(ab, 2), VarData(ab, 0),
+                               VarData(0, 0, VarData()), VarData(1, 2, VarData(3))});
+  values.insert(values.end(),
+                {VarData::dict(), DictOf({{1, 1}}), DictOf({{nan, 1}}), DictOf({{1, 1}, {nan, 2}}),
+                 DictOf({{nan, 1}, {"a", 1}}), DictOf({{"A", 2}}), VarData(AbsTime(1.0, 0.0)),
+                 VarData(RelTime(-1.0, 0.0)), ArrayOf({}), ArrayOf({1}), ArrayOf({1, VarData()}),
+                 ArrayOf({VarData(), VarData()}), ArrayOf({"a"}), ArrayOf({"A", 1})});
   // A bare NaN equals every number, deliberately, so it is checked for antisymmetry only.
   const std::size_t ordered = values.size();
   values.push_back(VarData(nan));

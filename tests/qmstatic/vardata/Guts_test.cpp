@@ -3,8 +3,12 @@
 #include <cstring>
 #include <string>
 
+#include "kel/AutoBuffer.h"
 #include "kel/StringBase.h"
 #include "kel/exception.h"
+#include "kel/fd/FlexData.h"
+#include "kel/time/AbsTime.h"
+#include "qmstatic/vardata/ForeignGuts_test.h"
 #include "qmstatic/vardata/VarData.h"
 #include "support/VarDataTest.h"
 
@@ -57,6 +61,7 @@ TEST(Guts, EachClassAnswersExactlyItsIdentifiers) {
   EXPECT_EQ(0, std::memcmp(tg, &IID_IVarDataTGVariant, 16));
   EXPECT_EQ(0, std::memcmp(unknown, &IID_IUnknown, 16));
   const unsigned char byte = 7;
+  const unsigned short word = 4;
   const struct {
     const char* name;
     Owned guts;
@@ -70,6 +75,9 @@ TEST(Guts, EachClassAnswersExactlyItsIdentifiers) {
       {"cell", Owned(NewCellGuts(1, 2, VarData(3))), "110001100000"},  // raw too, as always
       {"vector", Owned(NewVectorGuts()), "111000000000"},
       {"dictionary", Owned(NewVarDataDictionary()), "110000000100"},
+      {"time", Owned(NewVarDataSSTimeValue(zo::kel::AbsTime(5.0, 0.0))), "110000001000"},
+      {"tg variant", Owned(NewVarDataTGVariant(&word, 1, &byte, 1)), "110000000010"},
+      {"packet", Owned(NewVarDataFlexData(zo::kel::FlexData())), "110000000001"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.answers, Answers(c.guts.guts)) << c.name;
   EXPECT_EQ(nullptr, NewVarDataDAQBLOB());
@@ -90,38 +98,34 @@ IAnsiGuts* TextInterface(const Owned& owned) {
 }
 
 TEST(Guts, AnsiTextOperationsMakeNewObjects) {
-  const Owned guts(NewAnsiGuts("hELLO wORLD-foo"));
+  const Owned guts(NewAnsiGuts("hELLO wORLD-foo x2Y 3zZ"));
   IAnsiGuts* text = TextInterface(guts);
   const struct {
     IAnsiGuts* result;
     const char* text;
   } cases[] = {
-      {text->Proper(), "Hello World-Foo"},
-      {text->ToLower(), "hello world-foo"},
-      {text->ToUpper(), "HELLO WORLD-FOO"},
+      {text->Proper(), "Hello World-Foo X2Y 3Zz"},  // digits and blanks end a run of letters
+      {text->ToLower(), "hello world-foo x2y 3zz"},
+      {text->ToUpper(), "HELLO WORLD-FOO X2Y 3ZZ"},
       {text->Left(5), "hELLO"},
-      {text->Right(3), "foo"},
+      {text->Right(3), "3zZ"},
       {text->Mid(6, 5), "wORLD"},
-      {text->Left(100), "hELLO wORLD-foo"},
-      {text->Right(100), "hELLO wORLD-foo"},
-      {text->Mid(12, 100), "foo"},
-      {text->Mid(15, 1), ""},
-      {text->Concat("!"), "hELLO wORLD-foo!"},
-      {text->Concat(text), "hELLO wORLD-foohELLO wORLD-foo"},
+      {text->Left(100), "hELLO wORLD-foo x2Y 3zZ"},
+      {text->Right(100), "hELLO wORLD-foo x2Y 3zZ"},
+      {text->Mid(20, 100), "3zZ"},
+      {text->Mid(23, 1), ""},
+      {text->Concat("!"), "hELLO wORLD-foo x2Y 3zZ!"},
+      {text->Concat(text), "hELLO wORLD-foo x2Y 3zZhELLO wORLD-foo x2Y 3zZ"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.text, TextOf(c.result));
-  EXPECT_THROW(text->Mid(16, 1), zo::kel::exception::OutOfRange2);
-  const Owned digits(NewAnsiGuts("x2Y 3zZ"));
-  IAnsiGuts* other = TextInterface(digits);
-  EXPECT_EQ("X2Y 3Zz", TextOf(other->Proper()));  // digits and blanks end a run of letters
-  other->Release();
+  EXPECT_THROW(text->Mid(24, 1), zo::kel::exception::OutOfRange2);
 
   // Case-insensitive and exact orders, through both interfaces.
-  const Owned upper(NewAnsiGuts("HELLO WORLD-FOO"));
+  const Owned upper(NewAnsiGuts("HELLO WORLD-FOO X2Y 3ZZ"));
   IAnsiGuts* u = TextInterface(upper);
   EXPECT_EQ(0, text->Compare(u));
   EXPECT_GT(text->ExactCompare(u), 0);  // 'h' sorts after 'H' exactly
-  EXPECT_EQ(0, text->ExactCompare("hELLO wORLD-foo"));
+  EXPECT_EQ(0, text->ExactCompare("hELLO wORLD-foo x2Y 3zZ"));
   u->Release();
   EXPECT_EQ(1, text->Release());
 }
@@ -173,6 +177,74 @@ TEST(Guts, RawBlocksAndCells) {
   EXPECT_LT(VarData(9, 9, VarData(4)).Compare(VarData(0, 1, VarData(5))), 0);
   EXPECT_EQ(5.0, static_cast<double>(VarData(1, 1, VarData(5))));
   EXPECT_FALSE(static_cast<bool>(VarData(1, 1, VarData(0))));
+}
+
+// Guts cross module boundaries both ways: the library uses guts that another module made from
+// the interfaces' slot order (ForeignGuts_test.cpp), and that module calls the library's guts.
+
+std::string Image(const VarData& v) {
+  zo::kel::AutoBuffer buffer;
+  v.SerializeWithSize(buffer);
+  return std::string(reinterpret_cast<const char*>(buffer.Data()), buffer.Len());
+}
+
+// The numeric conversion's result.
+double NumberOf(VarData v) {
+  v.Convert_(VarData::kNumeric);
+  double d = -1;
+  EXPECT_TRUE(v.GetNumeric(d));
+  return d;
+}
+
+TEST(ForeignGuts, LibraryUsesForeignGutsThroughTheirSlots) {
+  const unsigned char bytes[] = {0x01, 0x02, 0x03};
+  ForeignProbe raw, tg;
+  {
+    VarData foreignRaw, foreignTg;
+    foreignRaw.adoptGuts(VarData::kRaw, static_cast<IVarDataGuts*>(MakeForeignRaw(raw, bytes, 3)));
+    foreignTg.adoptGuts(VarData::kTGVariant,
+                        static_cast<IVarDataGuts*>(MakeForeignTGVariant(tg, 0x0008, 0x2A)));
+    const VarData ownRaw(bytes, 3);
+    const unsigned short word = 0x0008;
+    const unsigned char byte = 0x2A;
+    const VarData ownTg = VarData::tgvar(&word, 1, &byte, 1);
+    struct Case {
+      const char* name;
+      VarData& foreign;
+      const VarData& own;
+      ForeignProbe& probe;
+    } cases[] = {{"raw", foreignRaw, ownRaw, raw}, {"tg", foreignTg, ownTg, tg}};
+    for (Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      {
+        const VarData copy(c.foreign);
+        EXPECT_EQ(2, c.probe.count);
+        EXPECT_EQ(0, copy.Compare(c.own));
+        EXPECT_EQ(0, c.own.Compare(copy));
+      }
+      EXPECT_EQ(1, c.probe.count);
+      EXPECT_TRUE(static_cast<bool>(c.foreign));
+      EXPECT_EQ(Image(c.own), Image(c.foreign));
+      EXPECT_EQ(NumberOf(c.own), NumberOf(c.foreign));
+      EXPECT_EQ(1, c.probe.count);
+    }
+    // Serialized and read back, the value is the library's own with the same bytes.
+    const std::string image = Image(foreignRaw);
+    const unsigned char* cursor = reinterpret_cast<const unsigned char*>(image.data());
+    EXPECT_EQ(0, VarData::DeserializeWithSize(cursor, static_cast<std::uint32_t>(image.size()))
+                     .Compare(ownRaw));
+  }
+  EXPECT_EQ(0, raw.live);
+  EXPECT_EQ(0, tg.live);
+}
+
+TEST(ForeignGuts, ForeignModuleCallsLibraryGutsThroughItsDeclarations) {
+  VarData text("Ab c");
+  void* ansi = text.getGuts();
+  bool secondAfterFirst = false;
+  EXPECT_EQ("AB C", ForeignView::upperThroughSecondInterface(ansi, secondAfterFirst));
+  EXPECT_TRUE(secondAfterFirst);
+  EXPECT_EQ(1, CountOf(text.getGuts()));  // every reference taken was given back
 }
 
 }  // namespace

@@ -275,8 +275,7 @@ TEST(Serialization, EveryTruncationFailsAndLeavesHandleAndCursor) {
 
 TEST(Serialization, WritesFailWithoutWriting) {
   const VarData value("abcdef");
-  unsigned char room[14];
-  std::memset(room, 0xEE, sizeof room);
+  unsigned char room[14] = {0xEE};
   unsigned char* cursor = room;
   EXPECT_KEL_THROW(value.serializeImpl(cursor, room + 13, true), BufferOverflow, 0x8ABC7017,
                    "Buffer overflowed");
@@ -396,9 +395,7 @@ TEST(Serialization, ReusedBuffersOfEveryRoomGetTheSameBytesAppended) {
           if (capacity % 2 == 0) other = buffer;  // every other time, a shared body
           value.SerializeWithoutSize(buffer, compact);
           ASSERT_EQ(expected, ToHex(buffer.Data(), buffer.Len())) << room << " " << compact;
-          if (capacity % 2 == 0) {
-            ASSERT_EQ("41 42", ToHex(other.Data(), other.Len()));
-          }
+          ASSERT_EQ(capacity % 2 == 0 ? "41 42" : "", ToHex(other.Data(), other.Len()));
         }
       }
     }

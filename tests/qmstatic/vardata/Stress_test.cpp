@@ -24,11 +24,7 @@ using zo::kel::AutoBuffer;
 using zo::kel::FlexData;
 using zo_kel_test::CountOf;
 
-std::string Image(const VarData& v) {
-  AutoBuffer buffer;
-  v.SerializeWithoutSize(buffer, true);
-  return std::string(reinterpret_cast<const char*>(buffer.Data()), buffer.Len());
-}
+std::string Image(const VarData& v) { return zo_kel_test::ImageOf(v, true); }
 
 // The value converted to `kind` and then to `back`, as an image.
 std::string Through(VarData v, std::uint16_t kind, std::uint16_t back) {
@@ -67,13 +63,12 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
       Through(shared.getValue("inner"), VarData::kTGVariant, VarData::kDictionary);
   const std::string number = Through(shared.getValue("variant"), VarData::kNumeric, 3);
   ASSERT_EQ(Image(VarData(42)), number);
-  const AutoBuffer sharedBuffer(reinterpret_cast<const unsigned char*>(image.data()),
-                                static_cast<std::uint32_t>(image.size()));
+  AutoBuffer sharedBuffer;
+  shared.SerializeWithoutSize(sharedBuffer, true);
+  const std::uint32_t size = sharedBuffer.Len();
 
   std::atomic<int> failures{0};
-  auto fail = [&failures](bool ok) {
-    if (!ok) ++failures;
-  };
+  auto fail = [&failures](bool ok) { failures += ok ? 0 : 1; };
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
@@ -84,7 +79,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
         AutoBuffer mine = sharedBuffer;
         std::uint32_t used = 0;
         const VarData read = VarData::DeserializeWithoutSize(mine.Data(), mine.Len(), used, true);
-        fail(used == image.size() && read.Compare(shared) == 0);
+        fail(used == size && read.Compare(shared) == 0);
         mine.Append("x", 1);
         // Conversions of shared values and elements, each on a handle of its own.
         fail(Through(copy, VarData::kUnicode, VarData::kUnicode) == text);
@@ -111,7 +106,7 @@ TEST(Stress, ThreadsShareCopyConvertSerializeAndWriteThroughCopies) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(0, failures.load());
   EXPECT_EQ(image, Image(shared));
-  EXPECT_EQ(image.size(), sharedBuffer.Len());
+  EXPECT_EQ(size, sharedBuffer.Len());
   EXPECT_EQ(1, CountOf(shared.getGuts()));
   EXPECT_EQ(2, CountOf(numbers.getGuts()));  // held by the tree and by `numbers`
 }
