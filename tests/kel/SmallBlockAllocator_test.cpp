@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "kel/DLLMalloc.h"
 #include "kel/SmallBlockAllocator_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -132,6 +133,15 @@ TEST(SmallBlockAllocator, FreesAfterThreadExit) {
   // survivor is the only block out.
   EXPECT_EQ(before.blocksOut + 1, GetSmallBlockStatistics().blocksOut);
   EXPECT_EQ(0, survivor.Compare(VarData("K7")));
+}
+
+TEST(DLLMalloc, ReallocToZeroIsNotAnError) {
+  void* p = zo::kel::DLLMalloc(16);
+  ASSERT_NE(nullptr, p);
+  // glibc frees the block and returns null for size 0: accepted, not thrown.
+  EXPECT_NO_THROW(p = zo::kel::DLLRealloc(p, 0));
+  zo::kel::DLLFree(p);
+  EXPECT_FALSE(zo::kel::MakeDLLMallocThrow(true));
 }
 
 }  // namespace
