@@ -18,7 +18,7 @@ SOURCES = {
                 "tests/qmstatic/tgvariant/TGVariant_test.cpp"],
     "autobuffer": ["tests/kel/AutoBuffer_test.cpp"],
     "containers": ["tests/kel/Vector_test.cpp", "tests/kel/StringBase_test.cpp"],
-    "encoding": ["tests/kel/Utf8_test.cpp", "tests/kel/osdep/SerializeUtf16_test.cpp"],
+    "encoding": ["tests/kel/Utf8_test.cpp", "tests/kel/osdep/AnsiToWide_test.cpp"],
     "flexdata": ["tests/kel/fd/fd_test.cpp", "tests/kel/fd/FlexData_test.cpp",
                  "tests/kel/fd/FdSamples.h", "tests/qmdynamic/VarDataFlexData_test.cpp"],
 }
