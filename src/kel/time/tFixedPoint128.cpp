@@ -368,27 +368,10 @@ tFixedPoint128<F, S>& tFixedPoint128<F, S>::operator-=(const tFixedPoint128& rhs
   return *this;
 }
 
+// Where the compiler has a 128-bit integer the product is defined inline in the header.
+#if !defined(__SIZEOF_INT128__)
 template <int F, bool S>
 tFixedPoint128<F, S>& tFixedPoint128<F, S>::operator*=(const tFixedPoint128& rhs) noexcept {
-#if defined(__SIZEOF_INT128__)
-  // The steps below in the compiler's 128-bit arithmetic, the carries taken by the adder, and
-  // the signs applied without branches, as (x ^ m) - m with m all ones for a negative value,
-  // since operand signs follow the data.
-  Wide128 a = (Wide128{data_.halves[1]} << 64) | data_.halves[0];
-  Wide128 b = (Wide128{rhs.data_.halves[1]} << 64) | rhs.data_.halves[0];
-  const Wide128 aSign = S ? 0 - (a >> 127) : 0, bSign = S ? 0 - (b >> 127) : 0;
-  a = (a ^ aSign) - aSign;
-  b = (b ^ bSign) - bSign;
-  const std::uint64_t a0 = Low(a), a1 = High(a), b0 = Low(b), b1 = High(b);
-  const Wide128 p00 = Wide128{a0} * b0;
-  Wide128 product = (p00 >> 64) + Wide128{a0} * b1 + Wide128{a1} * b0 + (Wide128{a1 * b1} << 64);
-  product += Low(p00) >> 63;  // round half up on the first dropped bit
-  const Wide128 sign = aSign ^ bSign;
-  product = (product ^ sign) - sign;
-  data_.halves[0] = Low(product);
-  data_.halves[1] = High(product);
-  return *this;
-#else
   tFixedPoint128 right(rhs);
   bool negative = false;
   if (S) {
@@ -415,8 +398,8 @@ tFixedPoint128<F, S>& tFixedPoint128<F, S>::operator*=(const tFixedPoint128& rhs
   if ((p00.low & kTopBit) != 0) IncrementLSB();  // round half up on the first dropped bit
   if (negative) Negate();
   return *this;
-#endif
 }
+#endif
 
 template <int F, bool S>
 tFixedPoint128<F, S>& tFixedPoint128<F, S>::operator/=(const tFixedPoint128& rhs) noexcept {
