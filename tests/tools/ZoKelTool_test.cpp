@@ -87,7 +87,7 @@ Result Tool(std::vector<std::string> args, const std::string& input = "") {
   return Spawn(args, input);
 }
 
-// Images of every kind, qualifier and payload, each in its form ("" for compact).
+// Images of kinds, qualifiers and payloads the samples lack, each in its form ("" for compact).
 const std::pair<const char*, const char*> kKindImages[] = {
     {"--full", "01 00 00 00 01 00 00 00 00 00 00 80"},  // the slot travels in the full form
     {"", "00 00 00 00"},
@@ -386,7 +386,7 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
        "06 10 00 00 03 00 00 00 C5 00 3D D8 00 DE\n"},
       {0, "encode, --hex", "{\"kind\":\"time\",\"time\":\"1899-12-30T00:00:01Z\"}",
        "04 00 00 00 00 CA 9A 3B 00 00 00 00\n"},
-      {0, "format, --as, 0.00, --, -2", "", "-2.00\n"},
+      {0, "format, --as=0.00, --, -2", "", "-2.00\n"},
       {0, "format, 12/25/2024 10:30, --as, yyyy-mm-dd hh:mm", "", "2024-12-25 10:30\n"},
       {0, "format, 1.5", "", " 3  0.00                 1.50"},
       {0, "parse, 25/12/2024, --as, dd/mm/yyyy", "", "00:00:00.000, Wednesday, day 360 of 366"},
@@ -484,8 +484,8 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
     EXPECT_EQ(r.status, 0) << pair.words << " " << r.err;
     EXPECT_NE(r.out.find(pair.shown), std::string::npos) << pair.words << "\n" << r.out;
   }
-  // Every display format, one line each.
-  const std::string every = Tool({"format", "1.5"}).out;
+  // Every display format, one line each; a negative value needs no "--".
+  const std::string every = Tool({"format", "-1.5"}).out;
   EXPECT_EQ(std::count(every.begin(), every.end(), '\n'), 74);
 
   EXPECT_TRUE(std::regex_match(Tool({"now", "--utc", "--digits", "2"}).out,
