@@ -453,6 +453,7 @@ TEST(ZoKelTool, CommandsWriteWhatTheyReadOrOneLineWhy) {
       {2, "decode, --tgvariant, a.bin", "", "--tgvariant reads two inputs"},
       {2, "format", "", "missing argument VALUE"},
       {2, "format, 1, --, 2", "", "unexpected argument \"2\""},
+      {2, "format, 1, -2", "", "unexpected argument \"-2\""},  // a number, not an option
       {2, "format, 1, --as, 2, --as, 3", "", "--as"},
       {2, "frobnicate", "", "unknown command"},
       {2, "decode, --tgvariant, -, -", "", "cannot both come from standard input"},
