@@ -172,7 +172,11 @@ TEST(AutoBuffer, CopiesShareUntilOneChanges) {
       {[](AutoBuffer& x) { x.UnAppend(4); }, "012345", 500},
       {[](AutoBuffer& x) { x.Modify(0, "AB", 2); }, "AB23456789", 500},
       {[](AutoBuffer& x) { x.Reserve(600); }, "0123456789", 600},
-      {[](AutoBuffer& x) { x.Skip(2); x.UnAppend(2); }, "0123456789", 500},
+      {[](AutoBuffer& x) {
+         x.Skip(2);
+         x.UnAppend(2);
+       },
+       "0123456789", 500},
   };
   for (const Mutation& m : mutations) {
     AutoBuffer copy = a;
