@@ -36,9 +36,8 @@ Pair Flatten(const VarData& v, const zo::kel::AString& name, bry::DictionaryConv
 }
 
 VarData Read(const Pair& p, bry::DictionaryConversion mode, zo::kel::AString& name, bool wide) {
-  return bry::TGVariantToVarData(p.words.data(), p.words.data() + p.words.size(),
-                                 p.bytes.data(), p.bytes.data() + p.bytes.size(), mode, name,
-                                 wide);
+  return bry::TGVariantToVarData(p.words.data(), p.words.data() + p.words.size(), p.bytes.data(),
+                                 p.bytes.data() + p.bytes.size(), mode, name, wide);
 }
 
 bool HoldsEmptyArray(const VarData& v) {

@@ -19,8 +19,8 @@ VectorGuts::~VectorGuts() {
   if (!noGuts_) return;
   // Elements without guts own nothing, and their destructors would only read each one to learn
   // that: a pass over the whole array that, for a large array of numbers, took a third of the
-  // time of reading it. The storage goes back as it is, and an empty vector takes the old one's place for the
-  // member's own destructor, ending the elements' lifetimes without running theirs.
+  // time of reading it. The storage goes back as it is, and an empty vector takes the old one's
+  // place for the member's own destructor, ending the elements' lifetimes without running theirs.
   VarData* const data = elements_.data();
   const std::size_t capacity = elements_.capacity();
   Elements::allocator_type allocator = elements_.get_allocator();
