@@ -14,9 +14,11 @@ namespace {
 
 // The first pair whose key is not less than k, and whether that key is equal to k by the map's
 // own order (which keeps NaN apart from the numbers). A text key that the search itself found
-// equal is not compared again.
+// equal is not compared again. Forced inline into each search: as one call shared by lookup and
+// insertion it cost a twentieth of a lookup's instructions.
 template <class Key>
-std::pair<VarDataMap::iterator, bool> LowerBound(VarDataMap& pairs, const Key& k) {
+[[gnu::always_inline]] inline std::pair<VarDataMap::iterator, bool> LowerBound(VarDataMap& pairs,
+                                                                               const Key& k) {
   const auto position = pairs.lower_bound(k);
   if (position == pairs.end()) return {position, false};
   if constexpr (std::is_same<Key, OwnTextKey>::value) {
