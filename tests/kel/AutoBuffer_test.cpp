@@ -185,6 +185,11 @@ TEST(AutoBuffer, CopiesShareUntilOneChanges) {
     EXPECT_EQ(m.expected, Text(copy));
     EXPECT_EQ(m.memUsage, copy.MemUsage());
   }
+  // An append that fills the shared capacity exactly copies at that capacity, without growing.
+  AutoBuffer full = a;
+  full.Append(std::string(490, 'z').data(), 490);
+  EXPECT_EQ(500u, full.Len());
+  EXPECT_EQ(500u, full.MemUsage());
   b.Reserve(400);  // within the capacity: still shared
   EXPECT_EQ(a.Data(), b.Data());
   EXPECT_EQ("0123456789", Text(a));
