@@ -598,46 +598,49 @@ class Reader {
         zo::kel::detail::AnsiGuts::Make(reinterpret_cast<const char*>(text), n));
   }
 
-  // Appends the narrow texts (type word, length, characters) that follow at the cursor, at most
-  // `most`, and returns how many. The cursor stays in a register meanwhile. Whatever is not a
-  // whole text header is left to value(), which raises the error.
+  // Reads the narrow text (type word, length, characters) at `pos` into `v`, empty, as value()
+  // would, and returns the position after it; null, with nothing read, when `pos` is not at a
+  // whole narrow-text header (value() then raises the error).
+  const unsigned char* textAt(const unsigned char* pos, VarData& v) const {
+    if (static_cast<std::size_t>(limit_ - pos) < 8) return nullptr;
+    std::uint32_t header[2];
+    std::memcpy(header, pos, 8);
+    if (static_cast<std::uint16_t>(header[0]) != VarData::kAnsi) return nullptr;
+    const std::uint32_t n = zo::kel::little_endian::FromLittleEndian(header[1]);
+    const unsigned char* text = pos + 8;
+    const unsigned char* end = CheckDeserializationSize(n, text, limit_);
+    v.adoptGuts(VarData::kAnsi, AnsiGutsOf(text, n));
+    return end;
+  }
+
+  // Appends the narrow texts that follow at the cursor, at most `most`, and returns how many.
+  // The cursor stays in a register meanwhile.
   std::uint32_t texts(zo::kel::detail::VectorGuts::Elements& elements, std::uint32_t most) {
     const unsigned char* pos = pos_;
     std::uint32_t read = 0;
-    for (; read < most && static_cast<std::size_t>(limit_ - pos) >= 8; ++read) {
-      std::uint32_t header[2];
-      std::memcpy(header, pos, 8);
-      if (static_cast<std::uint16_t>(header[0]) != VarData::kAnsi) break;
-      const std::uint32_t n = zo::kel::little_endian::FromLittleEndian(header[1]);
-      const unsigned char* text = pos + 8;
-      pos = CheckDeserializationSize(n, text, limit_);
+    for (; read < most; ++read) {
       elements.emplace_back();
-      elements.back().adoptGuts(VarData::kAnsi, AnsiGutsOf(text, n));
+      const unsigned char* next = textAt(pos, elements.back());
+      if (next == nullptr) {
+        elements.pop_back();
+        break;
+      }
+      pos = next;
     }
     pos_ = pos;
     return read;
-  }
-
-  // Reads narrow text at the cursor into `v`, empty, as value() would; false, with nothing read,
-  // when the cursor is not at a whole narrow-text header.
-  bool text(VarData& v) {
-    if (remaining() < 8) return false;
-    std::uint32_t header[2];
-    std::memcpy(header, pos_, 8);
-    if (static_cast<std::uint16_t>(header[0]) != VarData::kAnsi) return false;
-    const std::uint32_t n = zo::kel::little_endian::FromLittleEndian(header[1]);
-    const unsigned char* text = pos_ + 8;
-    const unsigned char* end = CheckDeserializationSize(n, text, limit_);
-    v.adoptGuts(VarData::kAnsi, AnsiGutsOf(text, n));
-    pos_ = end;
-    return true;
   }
 
   // An element of a dictionary at `depth`: text keys and values, the common case, are read in
   // place without a call through value().
   VarData element(std::uint32_t depth) {
     VarData v;
-    if (depth + 1 < zo::kel::kMaxNestingDepth && text(v)) return v;
+    if (depth + 1 < zo::kel::kMaxNestingDepth) {
+      if (const unsigned char* next = textAt(pos_, v)) {
+        pos_ = next;
+        return v;
+      }
+    }
     return value(depth + 1);
   }
 
