@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <initializer_list>
+#include <new>
 
 #include "kel/SmallBlockAllocator_impl.h"
 #include "kel/osdep/AtomicInt.h"
@@ -20,6 +22,23 @@ inline bool IsOneOf(const GUID& iid, std::initializer_list<const GUID*> ids) noe
     if (IsEqualGUID(iid, *id)) return true;
   }
   return false;
+}
+
+/// An object of the guts class Guts in static storage, never destroyed, from which the library
+/// reads the marks of its own guts (vtable pointer, where the count lies) when it is loaded:
+/// that must not allocate, since the allocator or a preloaded malloc may not be ready yet.
+template <class Guts, class... Args>
+const Guts& StaticProbe(Args... args) noexcept {
+  alignas(Guts) static unsigned char storage[sizeof(Guts)];
+  return *::new (static_cast<void*>(storage)) Guts(args...);
+}
+
+/// The first word of a guts object: the vtable pointer of its first interface, which tells the
+/// library's own guts classes apart from each other and from other modules' guts.
+inline const void* VtablePointerOf(const void* guts) noexcept {
+  const void* vtable;
+  std::memcpy(&vtable, guts, sizeof vtable);
+  return vtable;
 }
 
 /// Hands out an interface with a new reference.

@@ -1,8 +1,5 @@
 // The mark by which inline code recognises the library's own narrow text guts: their vtable
 // pointer, read once from an object of the class when the library is loaded.
-#include <cstring>
-#include <new>
-
 #include "qmstatic/vardata/StringGuts_impl.h"
 #include "qmstatic/vardata/VarData.h"
 
@@ -14,17 +11,12 @@ namespace {
 // The vtable pointer of AnsiGuts, or null when its count is not at kOwnTextCountOffset (a
 // layout the inline counting would then misread: it is switched off instead).
 const void* FindOwnTextVtable() noexcept {
-  // An object in static storage, never destroyed: finding the mark must not allocate while the
-  // library is being loaded, before the allocator or a preloaded malloc is ready.
-  alignas(AnsiGuts) static unsigned char storage[sizeof(AnsiGuts)];
-  const AnsiGuts* probe = ::new (static_cast<void*>(storage)) AnsiGuts(0);
-  const IVarDataGuts* guts = static_cast<const IVarDataAnsi*>(probe);
+  const AnsiGuts& probe = StaticProbe<AnsiGuts>(0u);
+  const IVarDataGuts* guts = static_cast<const IVarDataAnsi*>(&probe);
   const char* start = reinterpret_cast<const char*>(guts);
-  const char* count = reinterpret_cast<const char*>(&probe->referenceCount());
+  const char* count = reinterpret_cast<const char*>(&probe.referenceCount());
   if (count - start != static_cast<std::ptrdiff_t>(kOwnTextCountOffset)) return nullptr;
-  const void* vtable;
-  std::memcpy(&vtable, start, sizeof vtable);
-  return vtable;
+  return VtablePointerOf(guts);
 }
 
 }  // namespace

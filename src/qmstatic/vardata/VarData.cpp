@@ -5,6 +5,8 @@
 #include <cwchar>
 
 #include "kel/StringBase.h"
+#include "qmstatic/vardata/VarDataDictionary_impl.h"
+#include "qmstatic/vardata/VectorGuts_impl.h"
 
 const char* TypeErrorException::what() const noexcept { return "VarData type error"; }
 const char* KeyErrorException::what() const noexcept { return "VarData key error"; }
@@ -332,7 +334,34 @@ void VarData::releaseGuts() noexcept {
   old->Release();
 }
 
+namespace {
+
+using zo::kel::detail::StaticProbe;
+using zo::kel::detail::VarDataDictionary;
+using zo::kel::detail::VectorGuts;
+using zo::kel::detail::VtablePointerOf;
+
+// The marks of the library's own array and dictionary guts, the ones a write asks about. Null
+// until the library's static data are set up; every guts is then asked through AddRef and
+// Release.
+const void* const ownArrayVtable = VtablePointerOf(&StaticProbe<VectorGuts>());
+const void* const ownDictionaryVtable = VtablePointerOf(&StaticProbe<VarDataDictionary>());
+
+}  // namespace
+
+// The library's own arrays and dictionaries are asked with one load of their count. AddRef and
+// Release would be two calls, and two locked instructions once the process runs threads. A count
+// of 1 read with acquire order also means that every other former owner's last use of the guts
+// happened before this write.
 bool IsShared(IVarDataGuts* guts) {
+  const void* vtable = VtablePointerOf(guts);
+  if (vtable == ownDictionaryVtable) {
+    return static_cast<VarDataDictionary*>(static_cast<IVarDataDictionary*>(guts))
+               ->referenceCount() > 1;
+  }
+  if (vtable == ownArrayVtable) {
+    return static_cast<VectorGuts*>(static_cast<IVarDataSequence*>(guts))->referenceCount() > 1;
+  }
   guts->AddRef();
   return guts->Release() > 1;
 }

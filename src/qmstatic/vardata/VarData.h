@@ -575,7 +575,8 @@ inline bool operator==(const VarData& a, const VarData& b) { return a.Compare(b)
 inline bool operator!=(const VarData& a, const VarData& b) { return a.Compare(b) != 0; }
 inline bool operator<(const VarData& a, const VarData& b) { return a.Compare(b) < 0; }
 
-/// True when guts has more than one reference (asked through AddRef and Release).
+/// True when guts has more than one reference: read from the count of the library's own array
+/// and dictionary guts, asked through AddRef and Release of any other.
 ZO_KEL_API bool IsShared(IVarDataGuts* guts);
 
 /// The text of a value as the dictionary text form writes it: strings between double quotes
