@@ -1,5 +1,6 @@
 // Reads Google Benchmark JSON results and prints one Markdown table: each library benchmark beside
 // its baseline, the median CPU times and their ratio, from the pairs listed in bench/pairs.txt.
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -11,11 +12,19 @@
 
 namespace {
 
-struct Median {
-  double nanoseconds = 0;
-  std::map<std::string, double> counters;
+// The repetitions of one benchmark, from every process that ran it; a benchmark that skipped with
+// an error in any of them is marked failed.
+struct Samples {
+  std::vector<double> nanoseconds;
+  std::map<std::string, std::vector<double>> counters;
   bool failed = false;
 };
+
+double MedianOf(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  const std::size_t n = values.size();
+  return n % 2 != 0 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
 
 // A line of the pairs file: program | ours | baseline | target ratio or - | what is measured.
 // A baseline written counter:NAME makes the row's ratio the median of ours' counter NAME (a
@@ -53,8 +62,11 @@ double ToNanoseconds(double value, const std::string& unit) {
   return value;
 }
 
-// Medians keyed by "program:run name"; a benchmark that skipped with an error is marked failed.
-void ReadResults(const char* path, std::map<std::string, Median>& medians) {
+// Repetitions keyed by "program:run name". The program is the file name up to its first dot, so
+// that the files of several processes of one program (PROGRAM.K.json) pool their repetitions.
+// Only single repetitions are read: the median is taken over all of them, not over the medians
+// of each process.
+void ReadResults(const char* path, std::map<std::string, Samples>& samples) {
   std::ifstream in(path);
   if (!in) throw std::runtime_error(std::string("cannot read ") + path);
   const nlohmann::json results = nlohmann::json::parse(in);
@@ -64,16 +76,33 @@ void ReadResults(const char* path, std::map<std::string, Median>& medians) {
   for (const auto& b : results.at("benchmarks")) {
     const std::string key = program + ":" + b.value("run_name", b.value("name", ""));
     if (b.value("error_occurred", false)) {
-      medians[key].failed = true;
-    } else if (b.value("aggregate_name", "") == "median" || !b.contains("aggregate_name")) {
-      Median& m = medians[key];
-      m.nanoseconds = ToNanoseconds(b.at("cpu_time").get<double>(), b.value("time_unit", "ns"));
+      samples[key].failed = true;
+    } else if (b.value("run_type", "iteration") == "iteration") {
+      Samples& s = samples[key];
+      s.nanoseconds.push_back(
+          ToNanoseconds(b.at("cpu_time").get<double>(), b.value("time_unit", "ns")));
       for (const auto& field : b.items()) {
         if (field.value().is_number() && field.key() != "cpu_time" && field.key() != "real_time")
-          m.counters[field.key()] = field.value().get<double>();
+          s.counters[field.key()].push_back(field.value().get<double>());
       }
     }
   }
+}
+
+// The median CPU time and the median of each counter.
+struct Median {
+  double nanoseconds = 0;
+  std::map<std::string, double> counters;
+  bool failed = false;
+};
+
+Median MedianOf(const Samples& s) {
+  Median m;
+  m.failed = s.failed || s.nanoseconds.empty();
+  if (m.failed) return m;
+  m.nanoseconds = MedianOf(s.nanoseconds);
+  for (const auto& counter : s.counters) m.counters[counter.first] = MedianOf(counter.second);
+  return m;
 }
 
 std::string Time(double ns) {
@@ -95,8 +124,10 @@ int main(int argc, char** argv) try {
     std::cerr << "usage: bench_table PAIRS RESULT.json...\n";
     return 2;
   }
+  std::map<std::string, Samples> samples;
+  for (int i = 2; i < argc; ++i) ReadResults(argv[i], samples);
   std::map<std::string, Median> medians;
-  for (int i = 2; i < argc; ++i) ReadResults(argv[i], medians);
+  for (const auto& s : samples) medians[s.first] = MedianOf(s.second);
   int missed = 0, broken = 0;
   std::cout << "| measures | ours | median | baseline | median | ratio | target |\n"
                "|---|---|---:|---|---:|---:|---|\n";
@@ -133,8 +164,8 @@ int main(int argc, char** argv) try {
     row(Time(ours->second.nanoseconds), isCounter ? "-" : Time(base->second.nanoseconds));
     std::cout << r << " | " << verdict << " |\n";
   }
-  std::cout << "\nratio = median CPU time of ours / median CPU time of the baseline"
-               " (below 1: ours is faster); "
+  std::cout << "\nratio = median CPU time of ours / median CPU time of the baseline, each over"
+               " every repetition of every process (below 1: ours is faster); "
             << missed << " target(s) missed.\n";
   return broken ? 1 : 0;
 } catch (const std::exception& e) {
